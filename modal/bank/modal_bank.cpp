@@ -1,0 +1,65 @@
+#include "modal/bank/modal_bank.h"
+
+#include "modal/bank/processors.h"
+
+#include <juce_core/juce_core.h>
+
+#include <stdexcept>
+
+namespace qor
+{
+
+namespace
+{
+IModalBank* createBestProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+{
+    if (juce::SystemStats::hasAVX2())
+        return modalbank::avx2::createProcessor(numInputs, numOutputs, maxModes);
+    if (juce::SystemStats::hasAVX())
+        return modalbank::avx::createProcessor(numInputs, numOutputs, maxModes);
+    // There is no SSE4.2 family: such a machine runs the scalar one like any other.
+    return modalbank::scalar::createProcessor(numInputs, numOutputs, maxModes);
+}
+} // namespace
+
+ModalBank::ModalBank(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+    : processor(createBestProcessor(numInputs, numOutputs, maxModes))
+{
+    if (processor == nullptr)
+        throw std::invalid_argument("ModalBank: channel counts must be 1 or 2");
+    processor->clear();
+}
+
+ModalBank::~ModalBank() = default;
+
+void ModalBank::setNumModes(uint32_t count)
+{
+    processor->setNumModes(count);
+}
+
+void ModalBank::setModeCoefficients(uint32_t mode, const double* cs)
+{
+    processor->setModeCoefficients(mode, cs);
+}
+
+void ModalBank::setInputGain(uint32_t mode, uint32_t channel, double gain)
+{
+    processor->setInputGain(mode, channel, gain);
+}
+
+void ModalBank::setOutputGain(uint32_t mode, uint32_t channel, double gain)
+{
+    processor->setOutputGain(mode, channel, gain);
+}
+
+void ModalBank::clear()
+{
+    processor->clear();
+}
+
+void ModalBank::process(float* const* outputs, const float* const* inputs, uint32_t numSamples)
+{
+    processor->process(outputs, inputs, numSamples);
+}
+
+} // namespace qor

@@ -1,0 +1,222 @@
+#include "modal/bank/modal_bank_multi_core.h"
+
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore>
+#include <sys/resource.h>
+#include <xmmintrin.h>
+
+namespace qor
+{
+
+namespace
+{
+constexpr unsigned int flushToZeroAndDenormalsAreZero = 0x8040;
+
+/** The highest SCHED_FIFO priority the process may take; failure leaves the thread as it is. */
+void raiseToRealTime(std::thread& thread)
+{
+    int priority = sched_get_priority_max(SCHED_FIFO);
+    rlimit limit{};
+    if (getrlimit(RLIMIT_RTPRIO, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY && limit.rlim_cur > 0 &&
+        static_cast<rlim_t>(priority) > limit.rlim_cur)
+        priority = static_cast<int>(limit.rlim_cur);
+    sched_param param{};
+    param.sched_priority = priority;
+    pthread_setschedparam(thread.native_handle(), SCHED_FIFO, &param);
+}
+} // namespace
+
+uint32_t defaultBankWorkerCount()
+{
+    return bankWorkerCount(std::thread::hardware_concurrency());
+}
+
+ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes_,
+                                       uint32_t numWorkers, size_t modesPerBank_, uint32_t maxBlockSize,
+                                       double /*sampleRate*/)
+    : modesPerBank(modesPerBank_), numOutputs(numOutputs), maxModes(maxModes_)
+{
+    const size_t numBanks = (maxModes + modesPerBank - 1) / modesPerBank;
+    banks.reserve(numBanks);
+    for (size_t i = 0; i < numBanks; ++i)
+        banks.push_back(
+            std::make_unique<ModalBank>(numInputs, numOutputs, static_cast<uint32_t>(modesPerBank)));
+
+    const int channels = static_cast<int>(numOutputs);
+    const int length = static_cast<int>(maxBlockSize);
+    scratchBuffers.reserve(numWorkers + 1);
+    accumulators.reserve(numWorkers + 1);
+    workers.reserve(numWorkers);
+    try
+    {
+        for (size_t i = 0; i < numWorkers; ++i)
+        {
+            scratchBuffers.emplace_back(channels, length);
+            accumulators.emplace_back(channels, length);
+            std::binary_semaphore started{0};
+            workers.emplace_back(
+                [this, i, &started]
+                {
+                    started.release();
+                    workerLoop(i);
+                });
+            started.acquire();
+            raiseToRealTime(workers.back());
+        }
+    }
+    catch (...)
+    {
+        {
+            std::lock_guard lock(wakeMutex);
+            exiting = true;
+            wakeCondition.notify_all();
+        }
+        for (auto& worker : workers)
+            worker.join();
+        throw;
+    }
+    // The audio thread's pair, at index workers.size().
+    scratchBuffers.emplace_back(channels, length);
+    accumulators.emplace_back(channels, length);
+    for (auto& buffer : accumulators)
+        buffer.clear();
+}
+
+ModalBankMultiCore::~ModalBankMultiCore()
+{
+    {
+        std::lock_guard lock(wakeMutex);
+        exiting = true;
+        wakeCondition.notify_all();
+    }
+    for (auto& worker : workers)
+        worker.join();
+}
+
+void ModalBankMultiCore::setNumModes(uint32_t count)
+{
+    const auto perBank = static_cast<uint32_t>(modesPerBank);
+    uint32_t active = (count + perBank - 1) / perBank;
+    // Only a count beyond the capacity could ask for more; it is the caller's error, kept from reaching past
+    // the banks.
+    if (active > banks.size())
+        active = static_cast<uint32_t>(banks.size());
+    numActiveBanks = active;
+
+    for (size_t i = 0; i < banks.size(); ++i)
+    {
+        if (i + 1 < active)
+            banks[i]->setNumModes(perBank);
+        else if (i + 1 == active)
+            banks[i]->setNumModes(count % perBank); // 0 when count is a multiple of perBank
+        else
+            banks[i]->setNumModes(0);
+    }
+}
+
+void ModalBankMultiCore::setModeCoefficients(uint32_t mode, const double* cs)
+{
+    banks[mode / modesPerBank]->setModeCoefficients(static_cast<uint32_t>(mode % modesPerBank), cs);
+}
+
+void ModalBankMultiCore::setInputGain(uint32_t mode, uint32_t channel, double gain)
+{
+    banks[mode / modesPerBank]->setInputGain(static_cast<uint32_t>(mode % modesPerBank), channel, gain);
+}
+
+void ModalBankMultiCore::setOutputGain(uint32_t mode, uint32_t channel, double gain)
+{
+    banks[mode / modesPerBank]->setOutputGain(static_cast<uint32_t>(mode % modesPerBank), channel, gain);
+}
+
+void ModalBankMultiCore::clear()
+{
+    for (auto& bank : banks)
+        bank->clear();
+}
+
+void ModalBankMultiCore::process(float* const* outputs, const float* const* inputs, uint32_t numSamples)
+{
+    currentInputs.store(inputs, std::memory_order_relaxed);
+    currentNumSamples.store(numSamples, std::memory_order_relaxed);
+
+    // Skips buffers still marked clear; marks one clear only when the whole buffer was cleared.
+    for (auto& accumulator : accumulators)
+        accumulator.clear(0, static_cast<int>(numSamples));
+
+    // pendingJobs goes first: no job can be claimed before it is set, so no finished job can be lost under
+    // it. The store to nextJob publishes the inputs, the block length and the cleared accumulators to the
+    // workers.
+    const auto jobs = static_cast<int32_t>(numActiveBanks);
+    jobsInBlock.store(jobs, std::memory_order_relaxed);
+    pendingJobs.store(jobs);
+    nextJob.store(-jobs);
+
+    {
+        std::lock_guard lock(wakeMutex);
+        wakeCondition.notify_all();
+    }
+
+    while (runJob(workers.size()))
+    {
+    }
+    // No pause and no yield: only jobs already claimed are left, and the block is due.
+    while (pendingJobs.load() != 0)
+    {
+    }
+
+    const int n = static_cast<int>(numSamples);
+    for (size_t c = 0; c < numOutputs; ++c)
+    {
+        const int channel = static_cast<int>(c);
+        juce::FloatVectorOperations::copy(outputs[c], accumulators[0].getReadPointer(channel), n);
+        for (size_t t = 1; t < accumulators.size(); ++t)
+            juce::FloatVectorOperations::add(outputs[c], accumulators[t].getReadPointer(channel), n);
+    }
+
+    currentInputs.store(nullptr, std::memory_order_relaxed);
+    currentNumSamples.store(0, std::memory_order_relaxed);
+}
+
+bool ModalBankMultiCore::runJob(size_t threadIndex)
+{
+    const int32_t claim = nextJob.fetch_add(1);
+    if (claim >= 0)
+        return false;
+    const auto job = static_cast<size_t>(jobsInBlock.load(std::memory_order_relaxed) + claim);
+
+    const auto numSamples = currentNumSamples.load(std::memory_order_relaxed);
+    auto& scratch = scratchBuffers[threadIndex];
+    banks[job]->process(scratch.getArrayOfWritePointers(), currentInputs.load(std::memory_order_relaxed),
+                        static_cast<uint32_t>(numSamples));
+
+    auto& accumulator = accumulators[threadIndex];
+    for (int c = 0; c < scratch.getNumChannels(); ++c)
+        accumulator.addFrom(c, 0, scratch, c, 0, static_cast<int>(numSamples));
+
+    pendingJobs.fetch_sub(1);
+    return true;
+}
+
+void ModalBankMultiCore::workerLoop(size_t index)
+{
+    _mm_setcsr(_mm_getcsr() | flushToZeroAndDenormalsAreZero);
+
+    for (;;)
+    {
+        {
+            std::unique_lock lock(wakeMutex);
+            // Checked under the lock so that an exit requested before this thread first waits is not missed.
+            if (!exiting.load())
+                wakeCondition.wait(lock);
+        }
+        if (exiting.load())
+            return;
+        while (runJob(index))
+        {
+        }
+    }
+}
+
+} // namespace qor

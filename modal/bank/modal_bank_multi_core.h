@@ -1,0 +1,94 @@
+#pragma once
+
+#include "modal/bank/imodal_bank.h"
+#include "modal/bank/modal_bank.h"
+
+#include <juce_audio_basics/juce_audio_basics.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <thread>
+#include <vector>
+
+namespace qor
+{
+
+/** Workers for a bank on a machine with the given number of hardware threads: one fewer, since the audio
+    thread runs jobs too, and 0 when the count is 0 or 1. */
+constexpr uint32_t bankWorkerCount(uint32_t hardwareThreads)
+{
+    return hardwareThreads > 1 ? hardwareThreads - 1 : 0;
+}
+
+/** bankWorkerCount for this machine. */
+uint32_t defaultBankWorkerCount();
+
+/** A bank of up to maxModes modes split into jobs of modesPerBank modes, each a ModalBank, run by a fixed set
+   of worker threads together with the thread that calls process.
+
+    Mode m lives in banks[m / modesPerBank] at index m % modesPerBank. The last active job is given
+    count % modesPerBank modes, so a count that is an exact multiple of modesPerBank leaves its last job
+   silent (256 modes sound as 128); existing tables are voiced with that in mind.
+
+    Setters, clear and process belong to one thread (the audio thread). process never allocates, never locks
+    but for the moment of waking the workers, and claims jobs itself, so it finishes even if no worker wakes.
+    The sum over jobs is made per thread, so its order (and the last bits of the output) may vary between
+    runs. Workers run with flush-to-zero and denormals-are-zero set, as the audio thread does around a block,
+    so that a tail decaying in silence never turns subnormal on them. */
+class ModalBankMultiCore final : public IModalBank
+{
+public:
+    /** Builds every bank and starts numWorkers threads at the best real-time priority the process may take;
+        returns once each has started. sampleRate is not used. Throws if a thread cannot be started. */
+    ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes, uint32_t numWorkers,
+                       size_t modesPerBank, uint32_t maxBlockSize, double sampleRate);
+    /** Wakes the workers to end and joins them. */
+    ~ModalBankMultiCore() override;
+
+    ModalBankMultiCore(const ModalBankMultiCore&) = delete;
+    ModalBankMultiCore& operator=(const ModalBankMultiCore&) = delete;
+
+    void setNumModes(uint32_t count) override;
+    void setModeCoefficients(uint32_t mode, const double* cs) override;
+    void setInputGain(uint32_t mode, uint32_t channel, double gain) override;
+    void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
+    /** Clears every bank, active or not. */
+    void clear() override;
+    /** numSamples must not exceed maxBlockSize. */
+    void process(float* const* outputs, const float* const* inputs, uint32_t numSamples) override;
+
+    size_t getNumBanks() const { return banks.size(); }
+    /** The job of modes index * modesPerBank onwards, for inspection between blocks. */
+    ModalBank& getBank(size_t index) { return *banks[index]; }
+    size_t getNumWorkers() const { return workers.size(); }
+
+private:
+    void workerLoop(size_t index);
+    bool runJob(size_t threadIndex);
+
+    std::vector<std::unique_ptr<ModalBank>> banks;
+    std::vector<std::thread> workers;
+    std::vector<juce::AudioBuffer<float>> scratchBuffers;
+    std::vector<juce::AudioBuffer<float>> accumulators;
+    // Counts up from -jobsInBlock to 0 during a block; a claim that reads c < 0 owns job jobsInBlock + c. A
+    // claim that comes late, after the block, reads c >= 0 and owns nothing, whatever the next block holds.
+    std::atomic<int32_t> nextJob{0};
+    std::atomic<int32_t> pendingJobs{0};
+    std::condition_variable wakeCondition;
+    std::mutex wakeMutex;
+    size_t modesPerBank;
+    std::atomic<bool> exiting{false};
+    size_t numActiveBanks = 0;
+    size_t numOutputs;
+    size_t maxModes;
+    // Published to workers by the store to nextJob: a worker reads them only after a successful claim.
+    std::atomic<const float* const*> currentInputs{nullptr};
+    std::atomic<size_t> currentNumSamples{0};
+    std::atomic<int32_t> jobsInBlock{0};
+};
+
+} // namespace qor

@@ -1,0 +1,59 @@
+// Compiled with the avx2 instruction set (see CMakeLists.txt); reached only after the run-time check.
+
+#include "modal/bank/processors.h"
+#include "modal/bank/vector_kernel.h"
+
+namespace
+{
+/** Fused multiply-adds; the products s * im and c * im are rounded before they enter the fused operation. */
+struct Ops
+{
+    static __m256 input(__m256 x, __m256 gain, __m256 sum) { return _mm256_fmadd_ps(x, gain, sum); }
+    static __m256 accumulate(__m256 v, __m256 gain, __m256 acc) { return _mm256_fmadd_ps(v, gain, acc); }
+    static __m256 nextRe(__m256 v, __m256 c, __m256 s, __m256 im)
+    {
+        return _mm256_fmsub_ps(v, c, _mm256_mul_ps(s, im));
+    }
+    static __m256 nextIm(__m256 v, __m256 c, __m256 s, __m256 im)
+    {
+        return _mm256_fmadd_ps(v, s, _mm256_mul_ps(c, im));
+    }
+};
+} // namespace
+
+namespace qor::modalbank::avx2
+{
+
+template <uint32_t I, uint32_t O>
+Processor<I, O>::Processor(uint32_t capacity) : detail::VectorProcessorBase(I, O, capacity)
+{
+}
+
+template <uint32_t I, uint32_t O>
+Processor<I, O>::~Processor() = default;
+
+template <uint32_t I, uint32_t O>
+void Processor<I, O>::process(float* const* outputs, const float* const* inputs, uint32_t numSamples)
+{
+    processBlock<Ops, I, O>(*this, outputs, inputs, numSamples);
+}
+
+template class Processor<1, 1>;
+template class Processor<1, 2>;
+template class Processor<2, 1>;
+template class Processor<2, 2>;
+
+IModalBank* createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+{
+    if (numInputs == 1 && numOutputs == 1)
+        return new Processor<1, 1>(maxModes);
+    if (numInputs == 1 && numOutputs == 2)
+        return new Processor<1, 2>(maxModes);
+    if (numInputs == 2 && numOutputs == 1)
+        return new Processor<2, 1>(maxModes);
+    if (numInputs == 2 && numOutputs == 2)
+        return new Processor<2, 2>(maxModes);
+    return nullptr;
+}
+
+} // namespace qor::modalbank::avx2

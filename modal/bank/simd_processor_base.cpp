@@ -1,0 +1,102 @@
+#include "modal/bank/simd_processor_base.h"
+
+#include <cmath>
+#include <cstring>
+#include <new>
+
+namespace qor::detail
+{
+
+namespace
+{
+// Spelled out rather than alignof(T): without AVX enabled, the compiler reports 16 for __m256.
+template <typename T>
+constexpr std::align_val_t tableAlignment{sizeof(T) == sizeof(float) ? alignof(float) : 32};
+
+template <typename T>
+float* allocateZeroed(uint32_t numFloats)
+{
+    auto* p = static_cast<float*>(::operator new(numFloats * sizeof(float), tableAlignment<T>));
+    std::memset(p, 0, numFloats * sizeof(float));
+    return p;
+}
+
+template <typename T>
+void release(float* p)
+{
+    ::operator delete(p, tableAlignment<T>);
+}
+} // namespace
+
+template <typename T>
+SIMDProcessorBase<T>::SIMDProcessorBase(uint32_t numInputs, uint32_t numOutputs, uint32_t capacity)
+    // The vector families keep a spare group when the capacity is a multiple of 8.
+    : numGroups(lanes == 1 ? capacity + 1 : (capacity >> 3) + 1), stride(numGroups * lanes),
+      maxModes(capacity), inputGains(allocateZeroed<T>(numInputs * stride)),
+      outputGains(allocateZeroed<T>(numOutputs * stride)), modeState(allocateZeroed<T>(2 * stride)),
+      coefficients(allocateZeroed<T>(2 * stride))
+{
+}
+
+template <typename T>
+SIMDProcessorBase<T>::~SIMDProcessorBase()
+{
+    release<T>(inputGains);
+    release<T>(outputGains);
+    release<T>(modeState);
+    release<T>(coefficients);
+}
+
+template <typename T>
+void SIMDProcessorBase<T>::setNumModes(uint32_t count)
+{
+    if (count != numModes)
+    {
+        // Meant to silence the unused lanes of the last group, but the bound never exceeds count, so it does
+        // nothing: those lanes keep running. Kept because the sound of existing tables depends on it.
+        const auto groupsNeeded =
+            static_cast<uint32_t>(std::ceil(static_cast<float>(count) / static_cast<float>(lanes)));
+        const uint32_t bound = groupsNeeded < maxModes ? groupsNeeded : maxModes;
+        const double zero[2] = {0.0, 0.0};
+        for (uint32_t index = count; index < bound; ++index)
+            setModeCoefficients(index, zero);
+
+        if (count > numModes)
+            clear();
+    }
+    numModes = count;
+}
+
+template <typename T>
+void SIMDProcessorBase<T>::setModeCoefficients(uint32_t mode, const double* cs)
+{
+    const uint32_t index = realIndex(mode);
+    coefficients[index] = static_cast<float>(cs[0]);
+    coefficients[index + imagOffset] = static_cast<float>(cs[1]);
+}
+
+template <typename T>
+void SIMDProcessorBase<T>::setInputGain(uint32_t mode, uint32_t channel, double gain)
+{
+    inputGains[channel * stride + mode] = static_cast<float>(gain);
+}
+
+template <typename T>
+void SIMDProcessorBase<T>::setOutputGain(uint32_t mode, uint32_t channel, double gain)
+{
+    outputGains[channel * stride + mode] = static_cast<float>(gain);
+}
+
+template <typename T>
+void SIMDProcessorBase<T>::clear()
+{
+    std::memset(modeState, 0, 2 * stride * sizeof(float));
+}
+
+template class SIMDProcessorBase<float>;
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+template class SIMDProcessorBase<__m256>;
+#pragma GCC diagnostic pop
+
+} // namespace qor::detail

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "modal/bank/imodal_bank.h"
+
+#include <cstdint>
+#include <immintrin.h>
+
+namespace qor::detail
+{
+
+/** The tables of one bank of modes and every operation but process.
+
+    T is the vector type of the family: float for the scalar processors (one mode per group, coefficients and
+    states as interleaved pairs), __m256 for the avx and avx2 processors (eight modes per group; group g holds
+    eight c then eight s in coefficients, eight re then eight im in modeState). Gains are rows of stride
+   floats, one row per channel. The members are defined in simd_processor_base.cpp and compiled for the
+   baseline instruction set only, so the vector families can share them safely. */
+template <typename T>
+class SIMDProcessorBase : public IModalBank
+{
+public:
+    /** Lanes in one group: 1 for float, 8 for __m256. */
+    static constexpr uint32_t lanes = sizeof(T) / sizeof(float);
+
+    SIMDProcessorBase(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes);
+    ~SIMDProcessorBase() override;
+
+    SIMDProcessorBase(const SIMDProcessorBase&) = delete;
+    SIMDProcessorBase& operator=(const SIMDProcessorBase&) = delete;
+
+    /** Growing the count clears the state of every mode; shrinking keeps it. Lanes above count in the last
+        group keep running with whatever they hold. */
+    void setNumModes(uint32_t count) override;
+    void setModeCoefficients(uint32_t mode, const double* cs) override;
+    void setInputGain(uint32_t mode, uint32_t channel, double gain) override;
+    void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
+    void clear() override;
+
+    /** Offset of mode's c (or re) in coefficients (or modeState); s (or im) is at the next slot for float and
+        eight floats further for __m256. */
+    static constexpr uint32_t realIndex(uint32_t mode)
+    {
+        if constexpr (lanes == 1)
+            return 2 * mode;
+        else
+            return (mode >> 3) * 16 + (mode & 7);
+    }
+    static constexpr uint32_t imagOffset = lanes == 1 ? 1 : 8;
+
+    uint32_t numGroups;
+    uint32_t stride;
+    uint32_t maxModes;
+    uint32_t numModes = 0;
+    float* inputGains;
+    float* outputGains;
+    float* modeState;
+    float* coefficients;
+};
+
+// __m256 carries may_alias, which a template argument drops; the type is the same, so the warning is noise.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wignored-attributes"
+/** The tables of the avx and avx2 families. */
+using VectorProcessorBase = SIMDProcessorBase<__m256>;
+extern template class SIMDProcessorBase<__m256>;
+#pragma GCC diagnostic pop
+
+extern template class SIMDProcessorBase<float>;
+
+} // namespace qor::detail
