@@ -1,0 +1,302 @@
+#include "modal/bank/modal_bank_multi_core.h"
+#include "tests/support/alloc_counter.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <memory>
+#include <random>
+#include <vector>
+#include <xmmintrin.h>
+
+namespace qor
+{
+namespace
+{
+
+constexpr double sampleRate = 48000.0;
+constexpr double pi = 3.141592653589793;
+constexpr uint32_t perBank = 128;
+
+struct Signal
+{
+    Signal(uint32_t numChannels, uint32_t numSamples)
+        : data(numChannels, std::vector<float>(numSamples, 0.0f))
+    {
+        for (auto& channel : data)
+            pointers.push_back(channel.data());
+    }
+    float* const* write() { return pointers.data(); }
+    const float* const* read() const { return pointers.data(); }
+
+    std::vector<std::vector<float>> data;
+    std::vector<float*> pointers;
+};
+
+/** Every mode an integrator (c = 1, s = 0) with unit gains below count and zero gains above: an impulse then
+    gives, at every sample, the number of modes that actually run. */
+void fillCounting(IModalBank& bank, uint32_t capacity, uint32_t count)
+{
+    const double integrate[2] = {1.0, 0.0};
+    for (uint32_t k = 0; k < capacity; ++k)
+    {
+        bank.setModeCoefficients(k, integrate);
+        bank.setInputGain(k, 0, k < count ? 1.0 : 0.0);
+        bank.setOutputGain(k, 0, k < count ? 1.0 : 0.0);
+    }
+    bank.setNumModes(count);
+}
+
+/** Output of one job alone for an impulse, read between blocks on the calling thread. */
+float probe(IModalBank& bank)
+{
+    bank.clear();
+    Signal impulse(1, 1);
+    impulse.data[0][0] = 1.0f;
+    Signal out(1, 1);
+    bank.process(out.write(), impulse.read(), 1);
+    return out.data[0][0];
+}
+
+void fillPlate(IModalBank& bank, uint32_t numModes, unsigned seed)
+{
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    for (uint32_t k = 0; k < numModes; ++k)
+    {
+        const double r = std::exp(-(1.0 + 20.0 * unit(random)) / sampleRate);
+        const double w = 2 * pi * 20000.0 * unit(random) / sampleRate;
+        const double cs[2] = {r * std::cos(w), r * std::sin(w)};
+        bank.setModeCoefficients(k, cs);
+        for (uint32_t ch = 0; ch < 2; ++ch)
+        {
+            bank.setInputGain(k, ch, 2.0 * unit(random) - 1.0);
+            bank.setOutputGain(k, ch, (2.0 * unit(random) - 1.0) * 0.01);
+        }
+    }
+}
+
+// The last active job gets count % 128 modes, so an exact multiple of 128 leaves it silent: 128 sounds as
+// nothing and 256 as 128. Checked on the sum and on each job.
+TEST(ModalBankMultiCore, CountDecidesWhichJobsRun)
+{
+    constexpr uint32_t capacity = 20000;
+    const std::pair<uint32_t, float> cases[] = {{0, 0.0f},     {1, 1.0f},     {128, 0.0f},      {129, 129.0f},
+                                                {200, 200.0f}, {256, 128.0f}, {20000, 20000.0f}};
+    for (const auto& [count, expected] : cases)
+    {
+        ModalBankMultiCore bank(1, 1, capacity, 1, perBank, 64, sampleRate);
+        ASSERT_EQ(bank.getNumBanks(), 157u);
+        fillCounting(bank, capacity, count);
+
+        Signal in(1, 64);
+        in.data[0][0] = 1.0f;
+        Signal out(1, 64);
+        bank.process(out.write(), in.read(), 64);
+        EXPECT_EQ(out.data[0], std::vector<float>(64, expected)) << "count " << count;
+
+        const uint32_t active = (count + perBank - 1) / perBank;
+        for (uint32_t j = 0; j < bank.getNumBanks(); ++j)
+        {
+            const uint32_t modes = j + 1 < active ? perBank : j + 1 == active ? count % perBank : 0;
+            ASSERT_EQ(probe(bank.getBank(j)), static_cast<float>(modes)) << "count " << count << " job " << j;
+        }
+    }
+}
+
+TEST(ModalBankMultiCore, ModeIndexPicksBankAndSlot)
+{
+    ModalBankMultiCore bank(1, 1, 1000, 0, perBank, 64, sampleRate);
+    const double cs[2] = {0.5, 0.25};
+    bank.setModeCoefficients(128, cs);
+    bank.setInputGain(128, 0, 3.0);
+    bank.setOutputGain(128, 0, 0.5);
+    bank.setNumModes(129);
+
+    auto& second = bank.getBank(1);
+    second.clear();
+    Signal impulse(1, 3);
+    impulse.data[0][0] = 1.0f;
+    Signal out(1, 3);
+    second.process(out.write(), impulse.read(), 3);
+    EXPECT_EQ(out.data[0], (std::vector<float>{1.5f, 0.75f, 1.5f * (0.25f - 0.0625f)}));
+    EXPECT_EQ(probe(bank.getBank(0)), 0.0f);
+}
+
+// Workers change only the order of the sum over jobs; the sum itself is checked against every job run alone
+// and added in double, over blocks of varying length (which exercises the clear marks of the accumulators).
+TEST(ModalBankMultiCore, WorkersChangeOnlyTheSummationOrder)
+{
+    constexpr uint32_t numModes = 20000, maxBlock = 256;
+    const uint32_t blocks[] = {256, 100, 256, 1, 37, 256, 255};
+
+    ModalBankMultiCore alone(2, 2, numModes, 0, perBank, maxBlock, sampleRate);
+    ModalBankMultiCore shared(2, 2, numModes, 2, perBank, maxBlock, sampleRate);
+    std::vector<std::unique_ptr<ModalBank>> jobs;
+    for (uint32_t j = 0; j < 157; ++j)
+        jobs.push_back(std::make_unique<ModalBank>(2, 2, perBank));
+
+    fillPlate(alone, numModes, 1);
+    fillPlate(shared, numModes, 1);
+    alone.setNumModes(numModes - 1);
+    shared.setNumModes(numModes - 1);
+    {
+        std::mt19937 random(1);
+        std::uniform_real_distribution<double> unit(0.0, 1.0);
+        for (uint32_t k = 0; k < numModes; ++k)
+        {
+            auto& job = *jobs[k / perBank];
+            const double r = std::exp(-(1.0 + 20.0 * unit(random)) / sampleRate);
+            const double w = 2 * pi * 20000.0 * unit(random) / sampleRate;
+            const double cs[2] = {r * std::cos(w), r * std::sin(w)};
+            job.setModeCoefficients(k % perBank, cs);
+            for (uint32_t ch = 0; ch < 2; ++ch)
+            {
+                job.setInputGain(k % perBank, ch, 2.0 * unit(random) - 1.0);
+                job.setOutputGain(k % perBank, ch, (2.0 * unit(random) - 1.0) * 0.01);
+            }
+        }
+        for (uint32_t j = 0; j < 157; ++j)
+            jobs[j]->setNumModes(j < 156 ? perBank : (numModes - 1) % perBank);
+    }
+
+    std::mt19937 random(2);
+    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    for (uint32_t length : blocks)
+    {
+        Signal in(2, length);
+        for (auto& channel : in.data)
+            for (auto& x : channel)
+                x = noise(random);
+
+        Signal a(2, length), b(2, length);
+        alone.process(a.write(), in.read(), length);
+        shared.process(b.write(), in.read(), length);
+
+        std::vector<std::vector<double>> sum(2, std::vector<double>(length, 0.0));
+        double peak = 0.0;
+        for (auto& job : jobs)
+        {
+            Signal part(2, length);
+            job->process(part.write(), in.read(), length);
+            for (uint32_t c = 0; c < 2; ++c)
+                for (uint32_t n = 0; n < length; ++n)
+                {
+                    sum[c][n] += part.data[c][n];
+                    peak = std::max(peak, std::abs(sum[c][n]));
+                }
+        }
+        ASSERT_GT(peak, 0.01);
+        for (uint32_t c = 0; c < 2; ++c)
+            for (uint32_t n = 0; n < length; ++n)
+            {
+                ASSERT_NEAR(a.data[c][n], sum[c][n], 1e-5 * peak) << "block " << length << " sample " << n;
+                ASSERT_NEAR(b.data[c][n], sum[c][n], 1e-5 * peak) << "block " << length << " sample " << n;
+            }
+    }
+}
+
+// Growing the count clears only the jobs whose own count grows: a job that stays at 128 keeps ringing.
+TEST(ModalBankMultiCore, GrowingClearsOnlyJobsThatGrow)
+{
+    ModalBankMultiCore bank(1, 1, 1024, 1, perBank, 128, sampleRate);
+    const double integrate[2] = {1.0, 0.0};
+    for (uint32_t k = 0; k < 1024; ++k)
+    {
+        bank.setModeCoefficients(k, integrate);
+        bank.setInputGain(k, 0, 1.0);
+        bank.setOutputGain(k, 0, 1.0);
+    }
+    bank.setNumModes(296); // 128, 128, 40
+    Signal in(1, 128);
+    in.data[0][0] = 1.0f;
+    Signal out(1, 128);
+    bank.process(out.write(), in.read(), 128);
+    EXPECT_EQ(out.data[0][127], 296.0f);
+
+    bank.setNumModes(400); // 128, 128, 128, 16: jobs 2 and 3 start from rest
+    Signal silence(1, 128);
+    bank.process(out.write(), silence.read(), 128);
+    EXPECT_EQ(out.data[0], std::vector<float>(128, 256.0f));
+}
+
+TEST(ModalBankMultiCore, ProcessDoesNotAllocateOnTheCallingThread)
+{
+    ModalBankMultiCore bank(2, 2, 4096, 1, perBank, 256, sampleRate);
+    fillPlate(bank, 4096, 3);
+    bank.setNumModes(4000);
+    Signal in(2, 256), out(2, 256);
+    in.data[0][0] = in.data[1][0] = 1.0f;
+
+    test::AllocationCounter counter;
+    for (int i = 0; i < 20; ++i)
+        bank.process(out.write(), in.read(), i % 2 == 0 ? 256 : 77);
+    EXPECT_EQ(counter.count(), 0u);
+}
+
+size_t threadsInProcess()
+{
+    size_t n = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+        ++n;
+    return n;
+}
+
+TEST(ModalBankMultiCore, DestructionJoinsTheWorkers)
+{
+    const size_t before = threadsInProcess();
+    for (int round = 0; round < 20; ++round)
+    {
+        // Destroyed at once, and after use: the workers must end either way, also before they first wait.
+        auto bank = std::make_unique<ModalBankMultiCore>(1, 1, 256, 3, perBank, 64, sampleRate);
+        EXPECT_EQ(bank->getNumWorkers(), 3u);
+        EXPECT_EQ(threadsInProcess(), before + 3);
+        if (round % 2 == 1)
+        {
+            bank->setNumModes(200);
+            Signal in(1, 64), out(1, 64);
+            bank->process(out.write(), in.read(), 64);
+        }
+        bank.reset();
+        EXPECT_EQ(threadsInProcess(), before);
+    }
+}
+
+// Each job turns one input sample into a subnormal output: (j + 1) units of the smallest subnormal, exact on
+// a thread without flush-to-zero and 0 on a thread with it. This test's thread runs without it, so a block
+// whose sum falls short of the full sum shows that a worker ran jobs, and ran them flushed.
+TEST(ModalBankMultiCore, WorkersFlushSubnormalsToZero)
+{
+    ASSERT_EQ(_mm_getcsr() & 0x8040u, 0u);
+    constexpr uint32_t numJobs = 64;
+    ModalBankMultiCore bank(1, 1, numJobs * perBank, 1, perBank, 16, sampleRate);
+    for (uint32_t j = 0; j < numJobs; ++j)
+    {
+        bank.setInputGain(j * perBank, 0, std::ldexp(double(j + 1), -74));
+        bank.setOutputGain(j * perBank, 0, 1.0);
+    }
+    bank.setNumModes(numJobs * perBank - 1);
+
+    Signal in(1, 16), out(1, 16);
+    std::fill(in.data[0].begin(), in.data[0].end(), std::ldexp(1.0f, -75));
+    const float smallest = std::ldexp(1.0f, -149);
+    const float full = smallest * float(numJobs * (numJobs + 1) / 2);
+    ASSERT_LT(full, std::numeric_limits<float>::min());
+
+    bool flushedOnWorker = false;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!flushedOnWorker && std::chrono::steady_clock::now() < deadline)
+    {
+        bank.process(out.write(), in.read(), 16);
+        // Units are whole and the jobs of this thread add them exactly.
+        ASSERT_EQ(std::fmod(out.data[0][0] / smallest, 1.0f), 0.0f);
+        ASSERT_LE(out.data[0][0], full);
+        flushedOnWorker = out.data[0][0] < full;
+    }
+    EXPECT_TRUE(flushedOnWorker);
+}
+
+} // namespace
+} // namespace qor

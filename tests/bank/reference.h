@@ -1,0 +1,18 @@
+#pragma once
+
+#include "modal/bank/simd_processor_base.h"
+
+#include <cstdint>
+
+namespace qor::test
+{
+
+/** The vector families' block exactly as stated: for each sample, every group in turn with 8-lane
+   accumulators, then the fixed horizontal-sum tree and a masked store of lane 0. Runs on the tables of bank.
+ */
+void referenceProcessAvx(detail::VectorProcessorBase& bank, uint32_t numInputs, uint32_t numOutputs,
+                         float* const* outputs, const float* const* inputs, uint32_t numSamples);
+void referenceProcessAvx2(detail::VectorProcessorBase& bank, uint32_t numInputs, uint32_t numOutputs,
+                          float* const* outputs, const float* const* inputs, uint32_t numSamples);
+
+} // namespace qor::test
