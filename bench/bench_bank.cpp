@@ -1,8 +1,8 @@
 // Throughput of the bank of modes. Figures are meant to be read as ratios within one run:
 //   Family/<family>/<inputs>x<outputs>/<modes>  one processor, block 256, mode-samples per second;
 //   MultiCore/<workers>                         the full 20000-mode 2x2 bank as the render path uses it;
-//   Tail/<start|end>                            cost of a block just after an impulse and after 20 s of
-//   silence.
+//   Tail/end:<0|1>/workers:<n>                 a block just after an impulse (0) and after 20 s of silence
+//   (1).
 
 #include "modal/bank/modal_bank_multi_core.h"
 #include "modal/bank/processors.h"
@@ -141,13 +141,14 @@ void MultiCore(benchmark::State& state)
 }
 BENCHMARK(MultiCore)->ArgName("workers")->Arg(0)->Arg(1)->MinTime(0.3)->UseRealTime();
 
-// One worker, so that the worker's own floating-point mode is exercised. Decays are short enough that the
+// With one worker, the worker's own floating-point mode is exercised too. Decays are short enough that the
 // tail falls below the smallest normal float well within 20 s.
 void Tail(benchmark::State& state)
 {
     const bool atEnd = state.range(0) != 0;
+    const auto numWorkers = static_cast<uint32_t>(state.range(1));
     constexpr uint32_t numModes = 4096;
-    qor::ModalBankMultiCore bank(2, 2, numModes, 1, 128, blockSize, sampleRate);
+    qor::ModalBankMultiCore bank(2, 2, numModes, numWorkers, 128, blockSize, sampleRate);
     fillBank(bank, numModes, 2, 2, 1.0);
     Buffers impulse(2, 2);
     Buffers silence(2, 2);
@@ -177,6 +178,6 @@ void Tail(benchmark::State& state)
         benchmark::DoNotOptimize(silence.out.getSample(0, 0));
     }
 }
-BENCHMARK(Tail)->ArgName("end")->Arg(0)->Arg(1)->MinTime(0.3)->UseRealTime();
+BENCHMARK(Tail)->ArgNames({"end", "workers"})->ArgsProduct({{0, 1}, {0, 1}})->MinTime(0.3)->UseRealTime();
 
 } // namespace
