@@ -243,6 +243,9 @@ uint32_t ParameterDescriptions::add(std::shared_ptr<ParameterDescriptionBase> de
 {
     if (description == nullptr)
         return 0;
+    // Registering twice keeps the first id: ids are handed out once per description.
+    if (description->id != 0 && slotOf(description->id) == description.get())
+        return description->id;
     description->finalise();
 
     Registry& r = registry();

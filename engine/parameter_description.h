@@ -188,7 +188,8 @@ using StringParameterDescription = ParameterDescription<juce::String>;
 class ParameterDescriptions
 {
 public:
-    /** Finalises and registers the description, sets its id and answers it. */
+    /** Finalises and registers the description, sets its id and answers it; a description already registered
+        keeps its id. */
     static uint32_t add(std::shared_ptr<ParameterDescriptionBase> description);
     /** Empty for 0 and for ids not (yet) given out. */
     static std::shared_ptr<ParameterDescriptionBase> get(uint32_t id);

@@ -34,6 +34,8 @@ TEST(DescriptionTest, RegistryIdsRunFromOneInOrder)
     EXPECT_EQ(c->id, before + 3);
     EXPECT_EQ(d->id, before + 4);
     EXPECT_EQ(ParameterDescriptions::count(), before + 4);
+    EXPECT_EQ(ParameterDescriptions::add(b), b->id);
+    EXPECT_EQ(ParameterDescriptions::count(), before + 4);
 
     // Every id handed out so far, whichever test made it, is its own place from 1 up.
     for (uint32_t id = 1; id <= ParameterDescriptions::count(); ++id)
