@@ -8,7 +8,8 @@ namespace qor
 {
 
 AudioBus::AudioBus(int32_t channelCount, int32_t sampleCount)
-    : numChannels(channelCount), channels(static_cast<std::size_t>(channelCount), nullptr), numSamples(sampleCount)
+    : numChannels(channelCount), channels(static_cast<std::size_t>(channelCount), nullptr),
+      numSamples(sampleCount)
 {
 }
 

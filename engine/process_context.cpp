@@ -62,7 +62,8 @@ void ProcessContext::advance(uint32_t numSamples)
     ++blockCount;
     samplePosition += numSamples;
     subBlockOffset = 0;
-    beatPosition += (static_cast<double>(timeInfo.tempo) / 60.0 / static_cast<double>(sampleRate)) * numSamples;
+    beatPosition +=
+        (static_cast<double>(timeInfo.tempo) / 60.0 / static_cast<double>(sampleRate)) * numSamples;
     scratch.rewind();
     scratch2.rewind();
 }

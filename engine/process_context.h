@@ -30,8 +30,8 @@ struct TimeInfo
 };
 static_assert(sizeof(TimeInfo) <= 96);
 
-/** One event of a block, copied by value. MIDI events carry their status byte as type; larger types are the engine's
-    own (parameter and transport events). */
+/** One event of a block, copied by value. MIDI events carry their status byte as type; larger types are the
+   engine's own (parameter and transport events). */
 struct PluginEvent
 {
     enum Type : int32_t
@@ -81,8 +81,8 @@ struct EventList
 /** Stable insertion sort by sampleOffset: equal offsets keep their order of arrival. */
 void sortEventsByOffset(PluginEvent* events, std::size_t count);
 
-/** Bump allocator for one block. Blocks are made off the audio thread by reserve(); allocation only moves a cursor.
-    Running past the reserve takes a new block, which allocates: reserve enough in prepare. */
+/** Bump allocator for one block. Blocks are made off the audio thread by reserve(); allocation only moves a
+   cursor. Running past the reserve takes a new block, which allocates: reserve enough in prepare. */
 class ScratchArena
 {
 public:

@@ -28,8 +28,14 @@ void* countedAllocateAligned(std::size_t size, std::align_val_t alignment)
 }
 } // namespace
 
-void* operator new(std::size_t size) { return countedAllocate(size); }
-void* operator new[](std::size_t size) { return countedAllocate(size); }
+void* operator new(std::size_t size)
+{
+    return countedAllocate(size);
+}
+void* operator new[](std::size_t size)
+{
+    return countedAllocate(size);
+}
 void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     ++allocations;
@@ -40,22 +46,58 @@ void* operator new[](std::size_t size, const std::nothrow_t&) noexcept
     ++allocations;
     return std::malloc(size == 0 ? 1 : size);
 }
-void* operator new(std::size_t size, std::align_val_t a) { return countedAllocateAligned(size, a); }
-void* operator new[](std::size_t size, std::align_val_t a) { return countedAllocateAligned(size, a); }
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete[](void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t) noexcept { std::free(p); }
-void operator delete(void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::align_val_t) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
-void operator delete[](void* p, std::size_t, std::align_val_t) noexcept { std::free(p); }
+void* operator new(std::size_t size, std::align_val_t a)
+{
+    return countedAllocateAligned(size, a);
+}
+void* operator new[](std::size_t size, std::align_val_t a)
+{
+    return countedAllocateAligned(size, a);
+}
+void operator delete(void* p) noexcept
+{
+    std::free(p);
+}
+void operator delete[](void* p) noexcept
+{
+    std::free(p);
+}
+void operator delete(void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
+void operator delete[](void* p, std::size_t) noexcept
+{
+    std::free(p);
+}
+void operator delete(void* p, std::align_val_t) noexcept
+{
+    std::free(p);
+}
+void operator delete[](void* p, std::align_val_t) noexcept
+{
+    std::free(p);
+}
+void operator delete(void* p, std::size_t, std::align_val_t) noexcept
+{
+    std::free(p);
+}
+void operator delete[](void* p, std::size_t, std::align_val_t) noexcept
+{
+    std::free(p);
+}
 
 namespace qor::test
 {
-std::size_t threadAllocationCount() { return allocations; }
+std::size_t threadAllocationCount()
+{
+    return allocations;
+}
 
 AllocationCounter::AllocationCounter() : start(allocations) {}
 AllocationCounter::~AllocationCounter() = default;
-std::size_t AllocationCounter::count() const { return allocations - start; }
+std::size_t AllocationCounter::count() const
+{
+    return allocations - start;
+}
 } // namespace qor::test
