@@ -1,0 +1,176 @@
+#pragma once
+
+#include "engine/audio_bus.h"
+#include "engine/engine.h"
+#include "engine/process_context.h"
+#include "engine/signal.h"
+#include "plugin/plugin_definition.h"
+
+#include <juce_core/juce_core.h>
+
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace qor
+{
+
+class EngineProxy;
+class ExportedPluginParameter;
+
+struct AuxOutput
+{
+    juce::String name;
+    int32_t channelLayout = 2;
+    int32_t useCount = 0;
+};
+
+/** The block as the host binding hands it over. */
+class PluginAudioBuffer
+{
+public:
+    int32_t numSamples = 0;
+    const float* interleaved = nullptr;
+    std::vector<float*> channels;
+    std::vector<float> scratch;
+    std::vector<float*> scratchChannels;
+    bool isDeinterleaved = false;
+    bool isSilent = false;
+    std::vector<PluginAudioBuffer> auxBuffers;
+
+    /** Stores the pointers; the scratch is sized here, so that a later deinterleave does not allocate. */
+    void setChannels(int32_t numChannels, int32_t count, float* const* pointers);
+    float* const* getChannels();
+};
+
+/** Kinds of host; the code picks the settings key and the format's display name. */
+enum class PluginFormat : int32_t
+{
+    offline = 0,
+    standalone = 1,
+    directX = 2,
+    vst = 3,
+    vst3 = 4,
+    rtas = 5,
+    aax = 6,
+    au3 = 7,
+    au = 8,
+    mas = 9,
+    lv2 = 10,
+};
+
+/** Settings key of a format ("SOFTWARE\\maker\\product\\KIND"), empty when the format has none. */
+juce::String settingsKeyForFormat(int32_t format, const PluginDefinition& definition);
+/** Display name of a format ("VST3", "LV2", ...), empty when it has none. */
+juce::String formatDisplayName(int32_t format);
+
+/** What the host binding talks to: one per plug-in instance of the host. */
+class Plugin
+{
+public:
+    explicit Plugin(int32_t format);
+    virtual ~Plugin();
+    Plugin(const Plugin&) = delete;
+    Plugin& operator=(const Plugin&) = delete;
+
+    virtual void prepare(uint32_t sampleRate, ChannelConfig channels, uint32_t maxBlockSize);
+    virtual bool isEnabled() const { return true; }
+    virtual int32_t getTailHint() const { return 0; }
+    virtual void setSampleRate(uint32_t rate) { sampleRate = rate; }
+    virtual void setBlockSize(uint32_t size) { maxBlockSize = size; }
+    virtual void setChannelConfig(ChannelConfig channels);
+    virtual void setAuxOutputs(const std::vector<AuxOutput>& outputs) { auxOutputs = outputs; }
+    virtual void openAuxOutput(uint32_t index);
+    virtual void closeAuxOutput(uint32_t index);
+    virtual void setHostOption(uint32_t option) { hostOption = option; }
+    virtual void reset() {}
+    virtual void process(PluginAudioBuffer& block) = 0;
+    virtual void sendMidi(uint8_t port, uint8_t channel, uint8_t status, uint8_t data1, uint8_t data2,
+                          uint64_t sampleOffset) = 0;
+    virtual void addEvent(const PluginEvent& event) = 0;
+    virtual void setTimeInfo(const TimeInfo& info) = 0;
+
+    int32_t getFormat() const { return format; }
+    uint32_t getSampleRate() const { return sampleRate; }
+    uint32_t getNumInputChannels() const { return numInputChannels; }
+    uint32_t getNumOutputChannels() const { return numOutputChannels; }
+    uint32_t getMaxBlockSize() const { return maxBlockSize; }
+    uint32_t getHostOption() const { return hostOption; }
+    const juce::String& getSettingsKey() const { return settingsKey; }
+    const juce::String& getPresetFolder() const { return presetFolder; }
+    juce::CriticalSection& getProcessLock() { return processLock; }
+
+    /** Instances alive in this process, in order of construction (main thread only). */
+    static std::size_t getNumLiveInstances();
+    static std::size_t getLiveInstanceCapacity();
+
+    Signal<> stateLoaded;
+    Signal<uint32_t> parameterGestureBegin;
+    Signal<uint32_t> parameterChanged;
+    Signal<uint32_t> parameterGestureEnd;
+    Signal<uint32_t> parameterTitleChanged;
+    Signal<uint32_t> auxOutputOpened;
+    Signal<uint32_t> auxOutputClosed;
+
+protected:
+    void disconnectSignals();
+
+    int32_t format;
+    uint32_t sampleRate = 44100;
+    uint32_t numInputChannels = 2;
+    uint32_t numOutputChannels = 2;
+    uint32_t maxBlockSize = 1024;
+    std::vector<AuxOutput> auxOutputs;
+    uint32_t hostOption = 0;
+    juce::String settingsKey;
+    juce::String presetFolder;
+    juce::CriticalSection processLock;
+    bool signalsDisconnected = false;
+};
+
+/** The shell shared by every product: buses, events, context, engine and the block chain. */
+class DefaultPluginBase : public Plugin
+{
+public:
+    explicit DefaultPluginBase(int32_t format);
+    ~DefaultPluginBase() override;
+
+    void setSampleRate(uint32_t rate) override;
+    void setBlockSize(uint32_t size) override;
+    void setAuxOutputs(const std::vector<AuxOutput>& outputs) override;
+    void reset() override;
+    void process(PluginAudioBuffer& block) override;
+    void sendMidi(uint8_t port, uint8_t channel, uint8_t status, uint8_t data1, uint8_t data2,
+                  uint64_t sampleOffset) override;
+    void addEvent(const PluginEvent& event) override { events.push_back(event); }
+    void setTimeInfo(const TimeInfo& info) override { processContext->timeInfo = info; }
+
+    std::shared_ptr<Engine> getEngine() const { return engine; }
+    EngineProxy* getEngineProxy() const { return engineProxy.get(); }
+    ProcessContext& getProcessContext() { return *processContext; }
+    AudioBus* getMainBus() const { return mainBus.get(); }
+    const std::vector<PluginEvent>& getPendingEvents() const { return events; }
+
+    /** Whether this instance is in the live-plug-in table (a late block of a removed one passes dry). */
+    bool isLive() const;
+    /** Takes the instance out of the live-plug-in table ahead of destruction. */
+    void removeFromLiveTable();
+
+protected:
+    virtual void processBlock(PluginAudioBuffer& block);
+    void setEngine(std::shared_ptr<Engine> newEngine);
+    /** Reserves the scratch arenas for blocks of up to maxBlockSize samples. */
+    void reserveScratch();
+
+    std::unique_ptr<AudioBus> mainBus;
+    std::vector<std::shared_ptr<AudioBus>> auxBuses;
+    std::unique_ptr<ProcessContext> processContext;
+    std::vector<PluginEvent> events;
+    std::vector<std::shared_ptr<ExportedPluginParameter>> parameters;
+    std::map<std::pair<juce::String, juce::String>, uint32_t> automationMap;
+    uint32_t nextFreeSlot = 0;
+    std::shared_ptr<Engine> engine;
+    std::unique_ptr<EngineProxy> engineProxy;
+};
+
+} // namespace qor
