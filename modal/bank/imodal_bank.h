@@ -5,8 +5,8 @@
 namespace qor
 {
 
-/** A bank of decaying complex one-pole resonators driven by one or two inputs and summed into one or two outputs.
-    Setters are plain stores made on the audio thread between calls of process. */
+/** A bank of decaying complex one-pole resonators driven by one or two inputs and summed into one or two
+   outputs. Setters are plain stores made on the audio thread between calls of process. */
 class IModalBank
 {
 public:
@@ -19,7 +19,8 @@ public:
     virtual void setOutputGain(uint32_t mode, uint32_t channel, double gain) = 0;
     /** Zeroes every resonator state; coefficients and gains stay. */
     virtual void clear() = 0;
-    /** Runs numSamples samples; outputs are overwritten, never added to. Inputs and outputs are distinct arrays. */
+    /** Runs numSamples samples; outputs are overwritten, never added to. Inputs and outputs are distinct
+     * arrays. */
     virtual void process(float* const* outputs, const float* const* inputs, uint32_t numSamples) = 0;
 };
 
