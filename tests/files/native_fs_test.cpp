@@ -138,6 +138,18 @@ TEST_F(NativeVolume, LongerRootWins)
     // The same file through either volume.
     ASSERT_NE(file.openOutput(), nullptr);
     EXPECT_TRUE(temp.folder.getChildFile("in.txt").existsAsFile());
+
+    // Upper case sorts first in the map: length decides, not map order; of equal lengths the first stays.
+    const auto sub = temp.folder.getChildFile("sub");
+    sub.createDirectory();
+    const auto upperSub = sub.getFullPathName().toUpperCase();
+    ASSERT_TRUE(holder.mount(std::make_shared<NativeFS>(upperSub, "Sub", sub)));
+    EXPECT_EQ(holder.getVolume(sub.getFullPathName() + "/f.txt")->name, upperSub);
+    ASSERT_TRUE(holder.mount(std::make_shared<NativeFS>(folderPath.toUpperCase(), "Upper", temp.folder)));
+    EXPECT_EQ(holder.getVolume(folderPath + "/f.txt")->name, folderPath.toUpperCase());
+    EXPECT_EQ(holder.getVolume(folderPath)->name, folderPath); // an exact name comes before all that
+    holder.unmount(upperSub);
+    holder.unmount(folderPath.toUpperCase());
     EXPECT_TRUE(holder.unmount(folderPath));
 }
 
