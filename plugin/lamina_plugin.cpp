@@ -1,5 +1,6 @@
 #include "plugin/lamina_plugin.h"
 
+#include "files/vfs_holder.h"
 #include "modal/lamina/lamina.h"
 
 namespace qor
@@ -7,6 +8,16 @@ namespace qor
 
 LaminaPlugin::LaminaPlugin(int32_t formatCode) : DefaultPluginBase(formatCode)
 {
+    // The archive and the drives are mounted once for the process; a second instance finds them there.
+    auto& vfs = VFSHolder::instance();
+    if (!vfs.hasVolumes())
+    {
+        vfs.mountArchive(
+            formatDisplayName(format) + " Resource", true,
+            juce::File::getSpecialLocation(juce::File::currentExecutableFile).getParentDirectory());
+        vfs.mountDrives();
+    }
+
     static const bool typesRegistered = []
     {
         Engine::registerType();

@@ -1,5 +1,6 @@
 // The block path from the shell to a bank of modes and back, driven in the order a host uses.
 #include "engine/engine.h"
+#include "files/virtual_file.h"
 #include "plugin/lamina_plugin.h"
 #include "tests/plugin/fixed_modes_element.h"
 #include "tests/support/alloc_counter.h"
@@ -60,6 +61,8 @@ TEST(BlockPath, ImpulseRingsWithTheClosedFormOfTheTableAndTheDryMixedInPlace)
     auto plugin = makePrepared({2, 2}, rate, blockSize);
     EXPECT_EQ(plugin->getEngine()->findElement("/Lamina")->getPath(), "/Lamina");
     EXPECT_FALSE(element(*plugin).isModified());
+    EXPECT_TRUE(VirtualFile("$Resource/resource").isDirectory())
+        << "the archive is mounted by the first instance";
 
     TimeInfo time;
     time.tempo = 100.0f;
