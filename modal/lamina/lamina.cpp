@@ -1,77 +1,443 @@
 #include "modal/lamina/lamina.h"
 
-#include "modal/bank/modal_bank.h"
+#include "engine/parameter_format.h"
+#include "modal/lamina/materials.h"
+
+#include <tinyxml2.h>
 
 #include <cmath>
+#include <variant>
 
 namespace qor
 {
 
-const Lamina::FixedMode Lamina::fixedModes[Lamina::numFixedModes] = {
-    {220.0, 3.0, {0.5, 0.25}, {0.5, 0.4}},
-    {587.0, 5.0, {0.3, 0.6}, {0.35, 0.2}},
-    {1330.0, 9.0, {0.2, 0.1}, {0.25, 0.3}},
+// Value texts
+
+juce::String formatLaminaTime(float seconds)
+{
+    if (seconds < 1.0f)
+        return formatDecimals(static_cast<double>(seconds) * 1000.0, 0) + " ms";
+    if (seconds < 10.0f)
+        return formatDecimals(seconds, 2) + " s";
+    if (seconds < 100.0f)
+        return formatDecimals(seconds, 1) + " s";
+    const double whole = std::floor(static_cast<double>(seconds) + 0.5);
+    if (whole >= 10000.0)
+        return "+oo";
+    return formatDecimals(whole, 0) + " s";
+}
+
+juce::String formatLaminaRatio(float value)
+{
+    if (value > 0.0f)
+        return value >= 1.0f ? "x " + formatDecimals(value, 2)
+                             : "/ " + formatDecimals(1.0 / static_cast<double>(value), 2);
+    return "None";
+}
+
+juce::String formatLaminaFrequency(float hertz)
+{
+    if (hertz >= 1000.0f)
+        return formatDecimals(static_cast<double>(hertz) * 0.001, 2) + " kHz";
+    return formatDecimals(hertz, 0) + " Hz";
+}
+
+juce::String formatLaminaPercent(float value)
+{
+    return formatLaminaPlainPercent(value * 100.0f);
+}
+
+juce::String formatLaminaPlainPercent(float value)
+{
+    if (value == 0.0f || value == 1.0f)
+        return formatDecimals(value, 0) + " %";
+    return formatDecimals(value, value >= 10.0f ? 1 : 2) + " %";
+}
+
+juce::String formatTwoDecimals(float value)
+{
+    return formatDecimals(value, 2);
+}
+
+juce::String formatNoDecimals(float value)
+{
+    return formatDecimals(value, 0);
+}
+
+juce::String formatMaterialSymbol(int index)
+{
+    return materialAt(index).symbol;
+}
+
+juce::String formatQualityLabel(int index)
+{
+    return qualityAt(index).label;
+}
+
+juce::String laminaBandName(const juce::String& prefix, int i)
+{
+    if (i <= 0)
+        return prefix + " 0";
+    if (i >= 11)
+        return prefix + " 20k";
+    const int c = static_cast<int>(std::trunc(bandFrequency(i)));
+    return prefix + " " + (c < 1000 ? juce::String(c) : juce::String(c / 1000) + "k");
+}
+
+// Parameter table
+
+namespace
+{
+
+using State = Lamina::State;
+
+enum DirtyFlag : uint8_t
+{
+    none = 0,
+    modes = 1,
+    damping = 2,
+    eq = 4,
+    gains = 8,
+    lowCut = 16
 };
 
-Lamina::State::State(Lamina* owner, bool processState)
-    : ProcessingElementState(owner), lamina(*owner), isProcessState(processState)
+void raise(State& s, uint8_t flags)
 {
+    if ((flags & modes) != 0)
+        s.modesDirty.store(1);
+    if ((flags & damping) != 0)
+        s.dampingDirty.store(1);
+    if ((flags & eq) != 0)
+        s.eqDirty.store(1);
+    if ((flags & gains) != 0)
+        s.gainsDirty.store(1);
+    if ((flags & lowCut) != 0)
+        s.lowCutDirty.store(1);
 }
 
-void Lamina::State::prepare(double sampleRate, uint32_t)
+State& stateOf(ElementState* s)
 {
-    if (!isProcessState)
-        return;
-    const auto numIn = lamina.getNumInputChannels() == 1 ? 1u : 2u;
-    const auto numOut = lamina.getNumOutputChannels() == 1 ? 1u : 2u;
-    auto newBank = std::make_shared<ModalBank>(numIn, numOut, numFixedModes);
-    newBank->setNumModes(numFixedModes);
-    for (uint32_t k = 0; k < numFixedModes; ++k)
+    return static_cast<State&>(*s);
+}
+const State& stateOf(const ElementState* s)
+{
+    return static_cast<const State&>(*s);
+}
+
+template <typename T, RelaxedAtomic<T> State::*field, uint8_t flags>
+void setField(Element&, ElementState* s, const uint16_t*, T value)
+{
+    auto& state = stateOf(s);
+    state.*field = value;
+    raise(state, flags);
+}
+
+template <typename T, RelaxedAtomic<T> State::*field>
+T getField(const Element&, const ElementState* s, const uint16_t*)
+{
+    return stateOf(s).*field;
+}
+
+void setBandDecay(Element&, ElementState* s, const uint16_t* indices, float value)
+{
+    auto& state = stateOf(s);
+    state.bandDecay[indices[0]] = value;
+    raise(state, damping);
+}
+float getBandDecay(const Element&, const ElementState* s, const uint16_t* indices)
+{
+    return stateOf(s).bandDecay[indices[0]];
+}
+void setBandGain(Element&, ElementState* s, const uint16_t* indices, float value)
+{
+    auto& state = stateOf(s);
+    state.bandGain[indices[0]] = value;
+    raise(state, eq);
+}
+float getBandGain(const Element&, const ElementState* s, const uint16_t* indices)
+{
+    return stateOf(s).bandGain[indices[0]];
+}
+
+template <typename T>
+struct Entry
+{
+    std::shared_ptr<const ParameterDescription<T>> description;
+    typename ParameterInfo<T>::Setter setter;
+    typename ParameterInfo<T>::Getter getter;
+    int index;
+};
+
+struct ParameterTable
+{
+    std::vector<std::variant<Entry<float>, Entry<int32_t>, Entry<bool>>> entries;
+    Lamina::ParameterIds ids{};
+    std::vector<uint32_t> order;
+};
+
+std::shared_ptr<ParameterMapper> conformal(float min, float max, float middle)
+{
+    return std::make_shared<ConformalMapper>(min, max, middle);
+}
+std::shared_ptr<ParameterMapper> logMapper(float min, float max, float offset)
+{
+    return std::make_shared<LogMapper>(min, max, offset);
+}
+
+ParameterTable buildTable()
+{
+    // The built-in parameters of every processing element take the lowest ids and stand first in a file.
+    juce::ignoreUnused(ProcessingElement::bypassParameterId(), ProcessingElement::roleParameterId());
+
+    ParameterTable t;
+    auto& ids = t.ids;
+    constexpr uint8_t saved = ParameterFlags::isSaved;
+
+    auto addFloat =
+        [&t](uint32_t& id, const juce::String& key, const juce::String& displayName, const juce::String& text,
+             float min, float max, float defaultValue, int32_t unit, std::shared_ptr<ParameterMapper> mapper,
+             ParameterDescription<float>::Formatter formatter, ParameterInfo<float>::Setter setter,
+             ParameterInfo<float>::Getter getter, int index = -1)
     {
-        const auto& m = fixedModes[k];
-        const double r = std::exp(-m.decayRate / sampleRate);
-        const double w = 2.0 * juce::MathConstants<double>::pi * m.frequency / sampleRate;
-        const double cs[2] = {r * std::cos(w), r * std::sin(w)};
-        newBank->setModeCoefficients(k, cs);
-        for (uint32_t i = 0; i < numIn; ++i)
-            newBank->setInputGain(k, i, m.inputGain[i]);
-        for (uint32_t o = 0; o < numOut; ++o)
-            newBank->setOutputGain(k, o, m.outputGain[o]);
-    }
-    bank = std::move(newBank);
-}
-
-void Lamina::State::reset()
-{
-    if (bank != nullptr)
-        bank->clear();
-}
-
-void Lamina::State::render(ProcessContext& context, uint32_t numSamples, float* const* channels)
-{
-    if (bank == nullptr || numSamples == 0)
-        return;
-    const auto numIn = lamina.getNumInputChannels() == 1 ? 1u : 2u;
-    const auto numOut = lamina.getNumOutputChannels() == 1 ? 1u : 2u;
-    float* inputs[2] = {};
-    float* outputs[2] = {};
-    for (uint32_t c = 0; c < numIn; ++c)
+        auto d = makeFloatDescription(key, displayName, text, min, max, defaultValue, unit, std::move(mapper),
+                                      formatter, saved);
+        id = d->id;
+        t.entries.emplace_back(Entry<float>{d, setter, getter, index});
+    };
+    auto addInt = [&t](uint32_t& id, const juce::String& key, const juce::String& displayName,
+                       const juce::String& text, int32_t min, int32_t max, int32_t defaultValue,
+                       ParameterDescription<int>::Formatter formatter, ParameterInfo<int32_t>::Setter setter,
+                       ParameterInfo<int32_t>::Getter getter)
     {
-        inputs[c] = context.scratch.allocateArray<float>(numSamples);
-        std::copy(channels[c], channels[c] + numSamples, inputs[c]);
-    }
-    for (uint32_t c = 0; c < numOut; ++c)
-        outputs[c] = context.scratch.allocateArray<float>(numSamples);
-    bank->process(outputs, inputs, numSamples);
-    for (uint32_t c = 0; c < numOut; ++c)
-        for (uint32_t i = 0; i < numSamples; ++i)
-            channels[c][i] += outputs[c][i];
+        auto d = makeIntDescription(key, displayName, text, min, max, defaultValue, {}, formatter, saved);
+        id = d->id;
+        t.entries.emplace_back(Entry<int32_t>{d, setter, getter, -1});
+    };
+    auto addBool = [&t](uint32_t& id, const juce::String& key, const juce::String& displayName,
+                        const juce::String& text, bool defaultValue, ParameterInfo<bool>::Setter setter,
+                        ParameterInfo<bool>::Getter getter, uint8_t flags = ParameterFlags::isSaved)
+    {
+        auto d = makeBoolDescription(key, displayName, text, defaultValue, flags);
+        id = d->id;
+        t.entries.emplace_back(Entry<bool>{d, setter, getter, -1});
+    };
+
+#define QOR_FLOAT(field, flags) &setField<float, &State::field, flags>, &getField<float, &State::field>
+#define QOR_INT(field, flags) &setField<int32_t, &State::field, flags>, &getField<int32_t, &State::field>
+#define QOR_BOOL(field, flags) &setField<bool, &State::field, flags>, &getField<bool, &State::field>
+
+    for (int i = 0; i < 12; ++i)
+        addFloat(ids.bandDecay[i], "BandDecay" + juce::String(i), laminaBandName("Decay", i), {}, 0.1f,
+                 10000.0f, 10000.0f, ParameterUnit::none, conformal(0.1f, 10000.0f, 4.0f), &formatLaminaTime,
+                 &setBandDecay, &getBandDecay, i);
+    for (int i = 0; i < 12; ++i)
+        addFloat(ids.bandGain[i], "BandGain" + juce::String(i), laminaBandName("Gain", i), {}, -40.0f, 20.0f,
+                 0.0f, ParameterUnit::decibels, nullptr, nullptr, &setBandGain, &getBandGain, i);
+
+    addFloat(ids.preDelay, "PreDelay", "Pre Delay", "Changes the reverb's predelay time", 0, 1000, 0,
+             ParameterUnit::milliseconds, logMapper(0, 1000, 1), nullptr, QOR_FLOAT(preDelay, none));
+    addFloat(ids.decay, "Decay", "Decay", "Changes the decay time using the lamina's damper", 0.2f, 10000, 2,
+             ParameterUnit::none, conformal(0.2f, 10000, 4), &formatLaminaTime, QOR_FLOAT(decay, damping));
+    addFloat(ids.thermalDampMult, "ThermalDampMult", "Friction Damp Mult",
+             "Changes the viscoelastic damp relatively", 0, 10, 1, ParameterUnit::none, conformal(0, 10, 1),
+             &formatLaminaRatio, QOR_FLOAT(thermalDampMult, damping));
+    addFloat(ids.thermalFreqMult, "ThermalFreqMult", "Friction Freq Mult",
+             "Changes the viscoelastic damp frequency relatively", 0.01f, 100, 1, ParameterUnit::none,
+             logMapper(0.01f, 100, 0), &formatLaminaRatio, QOR_FLOAT(thermalFreqMult, damping));
+    addFloat(ids.fmin, "Fmin", "Fmin", {}, 0, 200, 0, ParameterUnit::frequency, logMapper(0, 200, 10),
+             &formatLaminaFrequency, QOR_FLOAT(fmin, modes));
+    addFloat(ids.fmax, "Fmax", "Fmax", {}, 5000, 20000, 20000, ParameterUnit::frequency,
+             logMapper(5000, 20000, 0), &formatLaminaFrequency, QOR_FLOAT(fmax, modes));
+    addFloat(ids.modesCutoff, "ModesCutoff", "Modes Cutoff", {}, 4000, 20000, 20000, ParameterUnit::frequency,
+             logMapper(4000, 20000, 0), &formatLaminaFrequency, QOR_FLOAT(modesCutoff, modes));
+    addFloat(ids.modeTruncationThreshold, "ModeTruncationThreshold", "Mode Threshold", {}, -100, 0, -60,
+             ParameterUnit::decibels, nullptr, nullptr, QOR_FLOAT(modeTruncationThreshold, modes));
+
+    addInt(ids.quality, "Quality", "Quality",
+           "Changes the maximum number of modes used for simulation (and CPU cost)", 0, 5, 1,
+           &formatQualityLabel, QOR_INT(quality, modes));
+    addInt(ids.material, "Material", "Material",
+           "Changes the lamina's material (it also affects its damping properties)", 0, 4, 0,
+           &formatMaterialSymbol, QOR_INT(material, modes));
+
+    addFloat(ids.area, "Area", "Area", "Changes the lamina's area (proportional to modal density)", 0.6f, 6,
+             2, ParameterUnit::none, logMapper(0.6f, 6, 0), &formatTwoDecimals, QOR_FLOAT(area, modes));
+    addFloat(ids.aspectRatio, "AspectRatio", "Aspect Ratio", "Changes the lamina's aspect ratio", 0.05f, 20,
+             2, ParameterUnit::none, logMapper(0.05f, 20, 0), nullptr, QOR_FLOAT(aspectRatio, modes));
+    addFloat(ids.tension, "Tension", "Tension", "Changes the Lamina's tension in Newton", 0, 2000, 1,
+             ParameterUnit::none, logMapper(0, 2000, 100), &formatNoDecimals, QOR_FLOAT(tension, modes));
+    addFloat(ids.gain, "Gain", "Reverb Gain", "Changes the reverbs output gain", -20, 20, 0,
+             ParameterUnit::decibels, nullptr, nullptr, QOR_FLOAT(gain, none));
+    addFloat(ids.stereoWidth, "StereoWidth", "Stereo Width", "Changes the reverb's perceived stereo width", 0,
+             1, 1, ParameterUnit::percent, nullptr, &formatLaminaPercent, QOR_FLOAT(stereoWidth, none));
+    addFloat(ids.mix, "Mix", "Mix", "Changes the ratio between dry and wet signals", 0, 1, 0.3f,
+             ParameterUnit::percent, nullptr, &formatLaminaPercent, QOR_FLOAT(mix, none));
+
+    addFloat(ids.leftMicrophoneX, "LeftMicrophoneX", "Left Mic. X", {}, 0, 1, 0.1f, ParameterUnit::percent,
+             nullptr, nullptr, QOR_FLOAT(leftMicrophoneX, modes));
+    addFloat(ids.leftMicrophoneY, "LeftMicrophoneY", "Left Mic. Y", {}, 0, 1, 0.55f, ParameterUnit::percent,
+             nullptr, nullptr, QOR_FLOAT(leftMicrophoneY, modes));
+    addFloat(ids.rightMicrophoneX, "RightMicrophoneX", "Right Mic. X", {}, 0, 1, 0.84f,
+             ParameterUnit::percent, nullptr, nullptr, QOR_FLOAT(rightMicrophoneX, modes));
+    addFloat(ids.rightMicrophoneY, "RightMicrophoneY", "Right Mic. Y", {}, 0, 1, 0.55f,
+             ParameterUnit::percent, nullptr, nullptr, QOR_FLOAT(rightMicrophoneY, modes));
+    addFloat(ids.leftInputX, "LeftInputX", "Left In. X", {}, 0, 1, 0.41f, ParameterUnit::percent, nullptr,
+             nullptr, QOR_FLOAT(leftInputX, modes));
+    addFloat(ids.leftInputY, "LeftInputY", "Left In. Y", {}, 0, 1, 0.585f, ParameterUnit::percent, nullptr,
+             nullptr, QOR_FLOAT(leftInputY, modes));
+    addFloat(ids.rightInputX, "RightInputX", "Right In. X", {}, 0, 1, 0.59f, ParameterUnit::percent, nullptr,
+             nullptr, QOR_FLOAT(rightInputX, modes));
+    addFloat(ids.rightInputY, "RightInputY", "Right In. Y", {}, 0, 1, 0.585f, ParameterUnit::percent, nullptr,
+             nullptr, QOR_FLOAT(rightInputY, modes));
+
+    addFloat(ids.viscousDamp, "ViscousDamp", "Friction Damp", {}, 0, 1, 1, ParameterUnit::percent, nullptr,
+             &formatLaminaPercent, QOR_FLOAT(viscousDamp, damping));
+    addFloat(ids.porousDamp, "PorousDamp", "Damper Depth", {}, 0, 1, 1, ParameterUnit::percent, nullptr,
+             &formatLaminaPercent, QOR_FLOAT(porousDamp, damping));
+    addFloat(ids.radiationDamp, "RadiationDamp", "Air damp", {}, 0, 1, 1, ParameterUnit::percent, nullptr,
+             &formatLaminaPercent, QOR_FLOAT(radiationDamp, damping));
+    addFloat(ids.radiationFreqMult, "RadiationFreqMult", "Air Freq Mult",
+             "Changes the Radiation damping frequency relatively", 0.01f, 100, 1, ParameterUnit::none,
+             logMapper(0.01f, 100, 0), &formatLaminaRatio, QOR_FLOAT(radiationFreqMult, damping));
+    addFloat(ids.radiationMult, "RadiationMult", "Air Damp Mult",
+             "Changes the Radiation damping depth relatively", 0, 10, 1, ParameterUnit::none,
+             conformal(0, 10, 1), &formatLaminaRatio, QOR_FLOAT(radiationMult, damping));
+    addFloat(ids.porousFreq, "PorousFreq", "Damper Freq", "Changes the Damper frequency", 100, 10000, 1000,
+             ParameterUnit::frequency, logMapper(100, 10000, 0), &formatLaminaFrequency,
+             QOR_FLOAT(porousFreq, damping));
+    addFloat(ids.bandDamp, "BandDamp", "BandDamp", {}, 0, 1, 1, ParameterUnit::percent, nullptr,
+             &formatLaminaPercent, QOR_FLOAT(bandDamp, damping));
+    // Shown as it stands, without scaling by 100: 0.2 reads "0.20 %". Users know the texts this way.
+    addFloat(ids.anisotropy, "Anisotropy", "Anisotropy", "Slightly perturbes the lamina's modes frequencies",
+             0, 1, 0.2f, ParameterUnit::plainPercent, nullptr, &formatLaminaPlainPercent,
+             QOR_FLOAT(anisotropy, modes));
+    addFloat(ids.modulation, "Modulation", "Modulation", "Adds modulation to the modes frequencies", 0, 1, 0,
+             ParameterUnit::percent, nullptr, &formatLaminaPercent, QOR_FLOAT(modulation, none));
+
+    addBool(ids.enablePorousDamp, "EnablePorousDamp", "Enable Damper", "Enable the lamina's Damper", true,
+            QOR_BOOL(enablePorousDamp, damping));
+    addBool(ids.enableViscousDamp, "EnableViscousDamp", "Enable Friction Damp",
+            "Enable the lamina's viscoelastic damp", true, QOR_BOOL(enableViscousDamp, damping));
+    addBool(ids.enableRadiationDamp, "EnableRadiationDamp", "Enable Air Damp",
+            "Enable the lamina's air radiation damp", true, QOR_BOOL(enableRadiationDamp, damping));
+    addBool(ids.enableBandDamp, "EnableBandDamp", "Enable Band Decay", "Enable the lamina's octave band damp",
+            true, QOR_BOOL(enableBandDamp, damping));
+    addBool(ids.enableEQ, "EnableEQ", "Enable EQ", "Enable the lamina's octave band EQ", true,
+            QOR_BOOL(enableEQ, eq));
+    addBool(ids.enableLowcut, "EnableLowcut", "Enable Lowcut", "Enable the lamina's low cut", true,
+            QOR_BOOL(enableLowcut, none));
+
+    addFloat(ids.drive, "Drive", "Drive", "Changes the lamina input gain drive", 0, 1, 0,
+             ParameterUnit::percent, nullptr, &formatLaminaPercent, QOR_FLOAT(drive, none));
+    addFloat(ids.lowCutGain, "LowCutGain", "Lowcut Gain", "Reduces the reverb's low frequency content", -40,
+             0, 0, ParameterUnit::decibels, nullptr, nullptr, QOR_FLOAT(lowCutGain, lowCut));
+    addFloat(ids.lowCutFreq, "LowCutFreq", "Lowcut Freq", "Changes the Lamina's Low cut frequency", 10, 200,
+             50, ParameterUnit::frequency, logMapper(10, 200, 0), &formatLaminaFrequency,
+             QOR_FLOAT(lowCutFreq, lowCut));
+
+    // Working settings of the session, not of the sound: presets neither hold nor change them.
+    addBool(ids.geometryLock, "GeometryLock", "GeometryLock", {}, false, QOR_BOOL(geometryLock, none), 0);
+    addBool(ids.enableDecayCompensation, "EnableDecayCompensation", "Decay Compensation", {}, true,
+            QOR_BOOL(enableDecayCompensation, gains), 0);
+    addBool(ids.enableSpatialAA, "EnableSpatialAA", "Spatial Antialiasing", {}, false,
+            QOR_BOOL(enableSpatialAA, modes), 0);
+
+#undef QOR_FLOAT
+#undef QOR_INT
+#undef QOR_BOOL
+
+    t.order = {ids.area,
+               ids.aspectRatio,
+               ids.tension,
+               ids.gain,
+               ids.stereoWidth,
+               ids.mix,
+               ids.material,
+               ids.leftMicrophoneX,
+               ids.leftMicrophoneY,
+               ids.rightMicrophoneX,
+               ids.rightMicrophoneY,
+               ids.leftInputX,
+               ids.leftInputY,
+               ids.rightInputX,
+               ids.rightInputY,
+               ids.enablePorousDamp,
+               ids.porousDamp,
+               ids.decay,
+               ids.porousFreq,
+               ids.enableViscousDamp,
+               ids.viscousDamp,
+               ids.thermalDampMult,
+               ids.thermalFreqMult,
+               ids.enableRadiationDamp,
+               ids.radiationDamp,
+               ids.radiationMult,
+               ids.radiationFreqMult,
+               ids.enableBandDamp,
+               ids.bandDamp,
+               ids.preDelay,
+               ids.anisotropy,
+               ids.modulation,
+               ids.drive,
+               ids.enableLowcut,
+               ids.lowCutGain,
+               ids.lowCutFreq,
+               ids.fmin,
+               ids.fmax,
+               ids.modesCutoff,
+               ids.modeTruncationThreshold,
+               ids.quality,
+               ids.enableEQ,
+               ids.geometryLock,
+               ids.enableDecayCompensation,
+               ids.enableSpatialAA};
+    for (uint32_t id : ids.bandDecay)
+        t.order.push_back(id);
+    for (uint32_t id : ids.bandGain)
+        t.order.push_back(id);
+    return t;
 }
+
+const ParameterTable& parameterTable()
+{
+    static const ParameterTable table = buildTable();
+    return table;
+}
+
+} // namespace
+
+const Lamina::ParameterIds& Lamina::ids()
+{
+    return parameterTable().ids;
+}
+
+const std::vector<uint32_t>& Lamina::parameterOrder()
+{
+    return parameterTable().order;
+}
+
+// Element
 
 Lamina::Lamina(const juce::String& instanceName) : BasicProcessingElement("Lamina", instanceName)
 {
-    setStates(std::make_unique<State>(this, false), std::make_unique<State>(this, true));
+    setStates(std::make_unique<State>(this), std::make_unique<State>(this));
+
+    // Both states start from the parameter defaults, not from their own initial fields.
+    for (const auto& entry : parameterTable().entries)
+        std::visit(
+            [this](const auto& e)
+            {
+                using T = std::decay_t<decltype(e.description->defaultValue)>;
+                auto* info = addParameter<T>(e.description, e.setter, e.getter,
+                                             e.index >= 0 ? std::initializer_list<uint16_t>{uint16_t(e.index)}
+                                                          : std::initializer_list<uint16_t>{});
+                info->call(*this, controlState.get(), e.description->defaultValue);
+                info->call(*this, processState.get(), e.description->defaultValue);
+            },
+            entry);
 }
+
+Lamina::~Lamina() = default;
 
 void Lamina::registerType()
 {
@@ -81,11 +447,72 @@ void Lamina::registerType()
                           0, 1, 0x100, false, false});
 }
 
+uint32_t Lamina::resolveParameterId(uint32_t id) const
+{
+    if (id < firstIndexedId)
+        return id;
+    const auto& order = parameterOrder();
+    const auto index = id - firstIndexedId;
+    return index < order.size() ? order[index] : id;
+}
+
+void Lamina::saveParameters(tinyxml2::XMLElement* xml, int& savedVersion)
+{
+    BasicProcessingElement::saveParameters(xml, savedVersion);
+    savedVersion = version;
+}
+
+void Lamina::loadParameters(const tinyxml2::XMLElement* xml)
+{
+    BasicProcessingElement::loadParameters(xml);
+
+    const int fileVersion = xml->IntAttribute((getTypeName().toString() + "Version").toRawUTF8(), 0);
+    const auto& p = ids();
+
+    auto setClamped = [this](uint32_t id, float value)
+    {
+        const auto* info = hasFloatParameter(id);
+        if (info == nullptr)
+            return;
+        const auto& d = info->getTypedDescription();
+        value = std::isnan(value) ? d.defaultValue : juce::jlimit(d.range.min, d.range.max, value);
+        setParameterDeferred(id, value, false);
+    };
+
+    // The oldest files stored the sheet as width and height.
+    if (fileVersion < 1)
+    {
+        const float width = xml->FloatAttribute("Width", 2.0f);
+        const float height = xml->FloatAttribute("Height", 1.0f);
+        setClamped(p.area, width * height);
+        setClamped(p.aspectRatio, width / height);
+    }
+
+    // Files before version 2 stored a mode count. The test picks the first row whose limit does not exceed
+    // the count, so 3000 or more gives "Low": old sessions were saved against that mapping and sound as
+    // saved only with it.
+    if (fileVersion < 2)
+    {
+        const int numModes = xml->IntAttribute("NumModes", 6000);
+        setParameterDeferred(p.quality, static_cast<int32_t>(qualityForModeCount(numModes)), false);
+    }
+}
+
 void Lamina::renderInPlace(ProcessContext& context, ProcessingElementState& state, uint32_t numSamples,
                            float* const* channels, bool& isSilent)
 {
     static_cast<State&>(state).render(context, numSamples, channels);
     isSilent = false;
+}
+
+void Lamina::attachInputAnalyser(std::shared_ptr<AnalyserRing> ring)
+{
+    getLaminaState().attachInputAnalyser(std::move(ring));
+}
+
+void Lamina::attachOutputAnalyser(std::shared_ptr<AnalyserRing> ring)
+{
+    getLaminaState().attachOutputAnalyser(std::move(ring));
 }
 
 } // namespace qor
