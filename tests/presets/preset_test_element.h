@@ -1,0 +1,161 @@
+#pragma once
+
+#include "engine/processing_element.h"
+
+#include <memory>
+#include <vector>
+
+namespace qor::test
+{
+
+/** A stand-in for the sheet with the parameter names that the preset formats care about, so that the
+   operations can be checked without the physics: the band rows, the positions, the geometry, Quality, an
+   unsaved bool and a float whose range is given backwards (min above max). */
+class PresetTestElement final : public BasicProcessingElement
+{
+public:
+    static constexpr int maxFloats = 48, maxInts = 4, maxBools = 4;
+
+    struct State final : public ProcessingElementState
+    {
+        using ProcessingElementState::ProcessingElementState;
+        float floats[maxFloats] = {};
+        int32_t ints[maxInts] = {};
+        bool bools[maxBools] = {};
+    };
+
+    explicit PresetTestElement(const juce::String& name = "Lamina") : BasicProcessingElement(typeName(), name)
+    {
+        setStates(std::make_unique<State>(this), std::make_unique<State>(this));
+        const auto& d = descriptions();
+        for (uint16_t i = 0; i < d.floats.size(); ++i)
+            addParameter<float>(
+                d.floats[i],
+                [](Element&, ElementState* s, const uint16_t* x, float v)
+                { static_cast<State*>(s)->floats[x[0]] = v; },
+                [](const Element&, const ElementState* s, const uint16_t* x)
+                { return static_cast<const State*>(s)->floats[x[0]]; },
+                {i});
+        for (uint16_t i = 0; i < d.ints.size(); ++i)
+            addParameter<int32_t>(
+                d.ints[i],
+                [](Element&, ElementState* s, const uint16_t* x, int32_t v)
+                { static_cast<State*>(s)->ints[x[0]] = v; },
+                [](const Element&, const ElementState* s, const uint16_t* x)
+                { return static_cast<const State*>(s)->ints[x[0]]; },
+                {i});
+        for (uint16_t i = 0; i < d.bools.size(); ++i)
+            addParameter<bool>(
+                d.bools[i],
+                [](Element&, ElementState* s, const uint16_t* x, bool v)
+                {
+                    if (s != nullptr)
+                        static_cast<State*>(s)->bools[x[0]] = v;
+                },
+                [](const Element&, const ElementState* s, const uint16_t* x)
+                { return s != nullptr && static_cast<const State*>(s)->bools[x[0]]; },
+                {i});
+        // Both states start from the defaults, as the framework's first pass would leave them.
+        for (auto* state : {controlState.get(), processState.get()})
+        {
+            for (std::size_t i = 0; i < d.floats.size(); ++i)
+                static_cast<State*>(state)->floats[i] = d.floats[i]->defaultValue;
+            for (std::size_t i = 0; i < d.ints.size(); ++i)
+                static_cast<State*>(state)->ints[i] = d.ints[i]->defaultValue;
+            for (std::size_t i = 0; i < d.bools.size(); ++i)
+                static_cast<State*>(state)->bools[i] = d.bools[i]->defaultValue;
+        }
+    }
+
+    static const char* typeName() { return "PresetTestSheet"; }
+
+    static void registerType()
+    {
+        ElementRegistry::add({typeName(), "Preset Test Sheet",
+                              [](const juce::String& n) { return std::make_unique<PresetTestElement>(n); }, 0,
+                              0, 0, false, false});
+    }
+
+    void renderInPlace(ProcessContext&, ProcessingElementState&, uint32_t, float* const*, bool&) override {}
+
+    float get(const char* parameter) const { return getParameter(getParameterId(parameter)); }
+    int32_t getInt(const char* parameter) const { return getIntParameter(getParameterId(parameter)); }
+    bool getBool(const char* parameter) const { return getBoolParameter(getParameterId(parameter)); }
+    void set(const char* parameter, float v) { setParameter(getParameterId(parameter), v); }
+    void setInt(const char* parameter, int32_t v) { setParameter(getParameterId(parameter), v); }
+    void setBool(const char* parameter, bool v) { setParameter(getParameterId(parameter), v); }
+
+    struct Descriptions
+    {
+        std::vector<std::shared_ptr<ParameterDescription<float>>> floats;
+        std::vector<std::shared_ptr<ParameterDescription<int32_t>>> ints;
+        std::vector<std::shared_ptr<ParameterDescription<bool>>> bools;
+    };
+
+    static const Descriptions& descriptions()
+    {
+        static const Descriptions d = []
+        {
+            // The built-in Bypass takes the lowest id, so that it stands first in a saved element.
+            ProcessingElement::bypassParameterId();
+            Descriptions r;
+            auto addFloat = [&](const juce::String& name, float min, float max, float def)
+            {
+                auto p = std::make_shared<ParameterDescription<float>>();
+                p->name = name;
+                p->flags = ParameterFlags::isSaved;
+                p->range = {min, max};
+                p->defaultValue = def;
+                ParameterDescriptions::add(p);
+                r.floats.push_back(p);
+            };
+            for (int i = 0; i < 12; ++i)
+                addFloat("BandDecay" + juce::String(i), 0.1f, 10000.0f, 10000.0f);
+            for (int i = 0; i < 12; ++i)
+                addFloat("BandGain" + juce::String(i), -40.0f, 20.0f, 0.0f);
+            addFloat("Decay", 0.2f, 10000.0f, 2.0f);
+            addFloat("Area", 0.6f, 6.0f, 2.0f);
+            addFloat("AspectRatio", 0.05f, 20.0f, 2.0f);
+            addFloat("Tension", 0.0f, 2000.0f, 1.0f);
+            addFloat("Mix", 0.0f, 1.0f, 0.3f);
+            const char* positions[] = {"LeftMicrophoneX",  "LeftMicrophoneY", "RightMicrophoneX",
+                                       "RightMicrophoneY", "LeftInputX",      "LeftInputY",
+                                       "RightInputX",      "RightInputY"};
+            const float positionDefaults[] = {0.1f, 0.55f, 0.84f, 0.55f, 0.41f, 0.585f, 0.59f, 0.585f};
+            for (int i = 0; i < 8; ++i)
+                addFloat(positions[i], 0.0f, 1.0f, positionDefaults[i]);
+            addFloat("Backwards", 5.0f, -5.0f, 0.0f); // min above max: never clamped
+
+            auto addInt = [&](const juce::String& name, int32_t min, int32_t max, int32_t def)
+            {
+                auto p = std::make_shared<ParameterDescription<int32_t>>();
+                p->name = name;
+                p->flags = ParameterFlags::isSaved;
+                p->range = {min, max};
+                p->defaultValue = def;
+                ParameterDescriptions::add(p);
+                r.ints.push_back(p);
+            };
+            addInt("Quality", 0, 5, 1);
+            addInt("Material", 0, 4, 0);
+
+            auto addBool = [&](const juce::String& name, bool def, uint8_t flags)
+            {
+                auto p = std::make_shared<ParameterDescription<bool>>();
+                p->name = name;
+                p->flags = flags;
+                p->defaultValue = def;
+                ParameterDescriptions::add(p);
+                r.bools.push_back(p);
+            };
+            addBool("EnableEQ", true, ParameterFlags::isSaved);
+            addBool("EnableLowcut", true, ParameterFlags::isSaved);
+            addBool("GeometryLock", false, 0);
+            addBool("Stateless", false, ParameterFlags::isSaved | ParameterFlags::noState);
+            return r;
+        }();
+        return d;
+    }
+};
+
+} // namespace qor::test
