@@ -388,7 +388,8 @@ void Lamina::State::render(ProcessContext& context, uint32_t numSamples, float* 
 
     for (uint32_t offset = 0; offset < numSamples;)
     {
-        uint32_t chunk = numSamples - offset;
+        // A block longer than prepared for runs in pieces that the delays and the bank can take.
+        uint32_t chunk = std::min(numSamples - offset, maxBlockSize);
         if (modulation.load() > 0.0f)
         {
             if (modulationCounter >= modulationChunk)

@@ -1,0 +1,236 @@
+#include "tests/lamina/lamina_rig.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <thread>
+
+namespace qor
+{
+namespace
+{
+
+using test::LaminaRig;
+
+const Lamina::ParameterIds& ids()
+{
+    return Lamina::ids();
+}
+
+constexpr int32_t holdoffAt48k = 2400; // 50 ms
+
+LaminaRig::Options smallSheet(bool offline)
+{
+    LaminaRig::Options o;
+    o.offline = offline;
+    o.maxBlockSize = 256;
+    o.configure = [](Lamina& l)
+    {
+        l.setParameter(ids().quality, int32_t{0});
+        l.setParameter(ids().area, 0.6f);
+        l.setParameter(ids().anisotropy, 0.0f);
+    };
+    return o;
+}
+
+/** Renders blocks until the first build (asked for by the first block) has been taken over. */
+void settle(LaminaRig& rig)
+{
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while ((rig.stats().takeOvers.load() == 0 || rig.state().getRecomputeHoldoff() > 0 ||
+            rig.state().modesDirty.load() != 0) &&
+           std::chrono::steady_clock::now() < deadline)
+        rig.process(256);
+    ASSERT_GE(rig.stats().takeOvers.load(), 1u);
+}
+
+bool allFinite(const std::vector<float>& v)
+{
+    for (float x : v)
+        if (!std::isfinite(x))
+            return false;
+    return true;
+}
+
+TEST(LaminaModeThread, AreaSweepBuildsOneAtATimeWithTheHoldOffBetween)
+{
+    LaminaRig rig(smallSheet(false));
+    const auto& stats = rig.stats();
+
+    std::atomic<bool> running{true};
+    std::atomic<int> changes{0};
+    std::thread host(
+        [&]
+        {
+            float area = 0.6f;
+            while (running.load())
+            {
+                area = area >= 1.2f ? 0.6f : area + 0.01f;
+                rig.lamina->setParameterDeferred(ids().area, area, true);
+                changes.fetch_add(1);
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
+        });
+
+    uint32_t requests = 0;
+    uint64_t lastTakeOver = 0;
+    bool sawTakeOver = false;
+    for (int block = 0; block < 1500; ++block)
+    {
+        rig.process(256);
+        ASSERT_TRUE(allFinite(rig.channels[0]));
+        const auto r = stats.requests.load();
+        const auto t = stats.takeOvers.load();
+        // One build at a time: no request while the last is not taken over.
+        ASSERT_LE(r, t + 1);
+        ASSERT_LE(stats.buildsStarted.load(), r);
+        if (r != requests)
+        {
+            ASSERT_EQ(r, requests + 1);
+            if (sawTakeOver)
+            {
+                EXPECT_GE(stats.lastRequestSample.load() - lastTakeOver, uint64_t(holdoffAt48k));
+            }
+            requests = r;
+        }
+        if (t > 0)
+        {
+            lastTakeOver = stats.lastTakeOverSample.load();
+            sawTakeOver = true;
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
+    }
+    running = false;
+    host.join();
+
+    // Many changes, few builds: changes that land during a build are served by the next one.
+    EXPECT_GE(requests, 3u);
+    EXPECT_LT(requests * 5, static_cast<uint32_t>(changes.load()));
+}
+
+TEST(LaminaModeThread, GeometryLockHoldsBuildsBackAndItsReleaseAsksAtOnce)
+{
+    LaminaRig rig(smallSheet(false));
+    settle(rig);
+    const auto& stats = rig.stats();
+    const auto requests = stats.requests.load();
+
+    rig.lamina->setParameterDeferred(ids().geometryLock, true, true);
+    rig.process(256);
+    rig.lamina->setParameterDeferred(ids().area, 0.9f, true);
+    for (int b = 0; b < 30; ++b)
+        rig.process(256);
+    EXPECT_EQ(stats.requests.load(), requests);
+    EXPECT_EQ(rig.state().modesDirty.load(), 1);
+    EXPECT_EQ(rig.state().area.load(), 0.9f);
+
+    // Damping still acts on the running modes under the lock.
+    const auto table = rig.state().getTable();
+    const double before = (*table)[table->size() / 2].decayRate;
+    rig.lamina->setParameterDeferred(ids().decay, 0.5f, true);
+    rig.process(256);
+    EXPECT_EQ(rig.state().getTable(), table);
+    EXPECT_GT((*table)[table->size() / 2].decayRate, before * 1.5);
+
+    rig.lamina->setParameterDeferred(ids().geometryLock, false, true);
+    rig.process(256);
+    EXPECT_EQ(stats.requests.load(), requests + 1);
+}
+
+TEST(LaminaModeThread, OfflineTakesAGeometryChangeInTheVeryBlock)
+{
+    LaminaRig rig(smallSheet(true));
+    rig.process(256);
+    const auto& stats = rig.stats();
+    ASSERT_EQ(stats.takeOvers.load(), 1u);
+    while (rig.state().getRecomputeHoldoff() > 0)
+        rig.process(256);
+
+    rig.lamina->setParameterDeferred(ids().area, 1.0f, true);
+    rig.process(256);
+    EXPECT_EQ(stats.takeOvers.load(), 2u);
+    EXPECT_EQ(stats.lastRequestSample.load(), stats.lastTakeOverSample.load());
+    auto inputs = rig.state().snapshotInputs();
+    EXPECT_EQ(inputs.area, 1.0f);
+    EXPECT_EQ(rig.state().getTable()->size(), computeModeTable(inputs)->size());
+
+    // A change inside the hold-off waits for it, counted in rendered samples: the request comes at the head
+    // of the first block that finds the 2400 samples run out.
+    rig.lamina->setParameterDeferred(ids().area, 1.2f, true);
+    int blocks = 0;
+    while (stats.takeOvers.load() == 2u && blocks < 100)
+    {
+        rig.process(256);
+        ++blocks;
+    }
+    EXPECT_EQ(blocks, (holdoffAt48k + 255) / 256 + 1);
+    EXPECT_EQ(stats.takeOvers.load(), 3u);
+    EXPECT_EQ(rig.state().area.load(), 1.2f);
+}
+
+TEST(LaminaModeThread, DestroyingTheElementWaitsForTheBuild)
+{
+    LaminaRig::Options options;
+    options.maxBlockSize = 256;
+    options.configure = [](Lamina& l)
+    {
+        l.setParameter(ids().quality, int32_t{5});
+        l.setParameter(ids().area, 6.0f);
+        l.setParameter(ids().aspectRatio, 1.0f);
+    };
+    auto rig = std::make_unique<LaminaRig>(options);
+    const auto stats = rig->state().getStats();
+    rig->process(256); // modes start dirty: this block asks for a build
+    ASSERT_EQ(stats->requests.load(), 1u);
+    while (stats->buildsStarted.load() == 0)
+        std::this_thread::yield();
+    // A build of 59049 candidates takes far longer than the way from here to the destructor.
+    EXPECT_EQ(stats->buildsFinished.load(), 0u);
+    rig->lamina.reset();
+    EXPECT_EQ(stats->buildsFinished.load(), 1u);
+}
+
+TEST(LaminaModeThread, SettersFromAnotherThreadWhileRendering)
+{
+    LaminaRig rig(smallSheet(false));
+    std::atomic<bool> running{true};
+    std::thread host(
+        [&]
+        {
+            int i = 0;
+            while (running.load())
+            {
+                const float t = static_cast<float>(i % 10) / 10.0f;
+                rig.lamina->setParameter(ids().area, 0.6f + t * 0.4f);
+                rig.lamina->setParameter(ids().decay, 0.5f + t);
+                rig.lamina->setParameter(ids().bandGain[i % 12], -t * 10.0f);
+                rig.lamina->setParameter(ids().lowCutGain, -t * 20.0f);
+                rig.lamina->setParameter(ids().lowCutFreq, 20.0f + t * 100.0f);
+                rig.lamina->setParameter(ids().mix, t);
+                rig.lamina->setParameter(ids().modulation, t);
+                rig.lamina->setParameter(ids().enableEQ, (i & 1) != 0);
+                rig.lamina->setParameterDeferred(ids().drive, t, true);
+                if (i % 7 == 0)
+                    rig.lamina->attachOutputAnalyser((i & 8) != 0 ? std::make_shared<AnalyserRing>(1024)
+                                                                  : nullptr);
+                ++i;
+                std::this_thread::sleep_for(std::chrono::microseconds(300));
+            }
+        });
+    const auto input = test::noise(256, 0.5f, 21);
+    for (int block = 0; block < 600; ++block)
+    {
+        rig.channels[0] = input;
+        rig.channels[1] = input;
+        rig.process(256);
+        ASSERT_TRUE(allFinite(rig.channels[0]) && allFinite(rig.channels[1])) << block;
+    }
+    running = false;
+    host.join();
+    EXPECT_GE(rig.stats().takeOvers.load(), 2u);
+}
+
+} // namespace
+} // namespace qor
