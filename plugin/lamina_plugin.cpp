@@ -35,6 +35,9 @@ LaminaPlugin::LaminaPlugin(int32_t formatCode) : DefaultPluginBase(formatCode)
         }
     setEngine(std::move(newEngine));
 
+    for (const auto& parameterName : hostParameterNames())
+        exportParameter("/Lamina", parameterName);
+
     if (auto* lamina = engine->findElement("/Lamina"))
         lamina->clearModified();
     engine->clearModified();
@@ -47,24 +50,54 @@ Lamina* LaminaPlugin::getLamina() const
     return engine != nullptr ? dynamic_cast<Lamina*>(engine->findElement("/Lamina")) : nullptr;
 }
 
-void LaminaPlugin::setElementChannels(ChannelConfig channels)
+const std::vector<juce::String>& LaminaPlugin::hostParameterNames()
 {
-    if (engine == nullptr)
-        return;
-    for (auto* element : engine->getElements())
+    static const std::vector<juce::String> names{"Decay",
+                                                 "Mix",
+                                                 "LowCutGain",
+                                                 "Material",
+                                                 "Area",
+                                                 "AspectRatio",
+                                                 "Tension",
+                                                 "Gain",
+                                                 "StereoWidth",
+                                                 "EnablePorousDamp",
+                                                 "PorousFreq",
+                                                 "EnableViscousDamp",
+                                                 "ThermalDampMult",
+                                                 "ThermalFreqMult",
+                                                 "EnableRadiationDamp",
+                                                 "RadiationMult",
+                                                 "RadiationFreqMult",
+                                                 "EnableBandDamp",
+                                                 "PreDelay",
+                                                 "Anisotropy",
+                                                 "Modulation",
+                                                 "Drive",
+                                                 "EnableLowcut",
+                                                 "LowCutFreq",
+                                                 "EnableEQ"};
+    return names;
+}
+
+void LaminaPlugin::setElementChannels(Engine& tree, ChannelConfig channels)
+{
+    for (auto* element : tree.getElements())
         if (auto* basic = dynamic_cast<BasicProcessingElement*>(element))
             basic->setChannelCounts(channels.inputs, channels.outputs);
 }
 
 void LaminaPlugin::setChannelConfig(ChannelConfig channels)
 {
-    setElementChannels(channels);
+    if (engine != nullptr)
+        setElementChannels(*engine, channels);
     Plugin::setChannelConfig(channels);
 }
 
 void LaminaPlugin::prepare(uint32_t rate, ChannelConfig channels, uint32_t blockSize)
 {
-    setElementChannels(channels);
+    if (engine != nullptr)
+        setElementChannels(*engine, channels);
     Plugin::prepare(rate, channels, blockSize);
     reserveScratch();
 
@@ -91,6 +124,25 @@ void LaminaPlugin::process(PluginAudioBuffer& block)
     cpuLoad.start();
     DefaultPluginBase::process(block);
     cpuLoad.stop(static_cast<uint32_t>(block.numSamples));
+}
+
+void LaminaPlugin::prepareTree(Engine& tree)
+{
+    setElementChannels(tree, {numInputChannels, numOutputChannels});
+    DefaultPluginBase::prepareTree(tree);
+}
+
+bool LaminaPlugin::setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath)
+{
+    const bool loaded = DefaultPluginBase::setState(bytes, presetPath);
+    // Restoring is not an edit.
+    if (engine != nullptr)
+    {
+        engine->clearModified();
+        if (auto* lamina = engine->findElement("/Lamina"))
+            lamina->clearModified();
+    }
+    return loaded;
 }
 
 LaminaPluginFactory& LaminaPluginFactory::instance()

@@ -19,13 +19,20 @@ public:
     int32_t getTailHint() const override { return -1; }
     void setChannelConfig(ChannelConfig channels) override;
     void process(PluginAudioBuffer& block) override;
+    bool setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath) override;
+
+    /** The element parameters shown to the host, in slot order. */
+    static const std::vector<juce::String>& hostParameterNames();
 
     /** The element at "/Lamina" in the current tree, or none. */
     Lamina* getLamina() const;
     const CpuLoadMeter& getCpuLoad() const { return cpuLoad; }
 
+protected:
+    void prepareTree(Engine& tree) override;
+
 private:
-    void setElementChannels(ChannelConfig channels);
+    void setElementChannels(Engine& tree, ChannelConfig channels);
 
     CpuLoadMeter cpuLoad;
 };

@@ -1,6 +1,7 @@
 #include "plugin/plugin.h"
 
 #include "engine/engine_proxy.h"
+#include "files/settings_store.h"
 
 #include <algorithm>
 #include <cstring>
@@ -157,6 +158,8 @@ Plugin::Plugin(int32_t formatCode) : format(formatCode)
     const auto& definition = getPluginDefinition();
     hostOption = definition.isInstrument() ? 1u : 0u;
     settingsKey = settingsKeyForFormat(format, definition);
+    if (settingsKey.isNotEmpty())
+        settings = std::make_unique<SettingsStore>(settingsKey);
     presetFolder = juce::File::getSpecialLocation(juce::File::userDocumentsDirectory)
                        .getChildFile("Qor")
                        .getChildFile(definition.getProductFolder())
@@ -174,6 +177,7 @@ Plugin::~Plugin()
 {
     disconnectSignals();
     liveInstances().remove(this);
+    settings.reset();
 }
 
 std::size_t Plugin::getNumLiveInstances()

@@ -4,6 +4,7 @@
 #include "engine/engine.h"
 #include "engine/process_context.h"
 #include "engine/signal.h"
+#include "plugin/exported_parameter.h"
 #include "plugin/plugin_definition.h"
 
 #include <juce_core/juce_core.h>
@@ -16,7 +17,7 @@ namespace qor
 {
 
 class EngineProxy;
-class ExportedPluginParameter;
+class SettingsStore;
 
 struct AuxOutput
 {
@@ -90,6 +91,31 @@ public:
     virtual void addEvent(const PluginEvent& event) = 0;
     virtual void setTimeInfo(const TimeInfo& info) = 0;
 
+    // Host parameters. A slot index at or beyond the count does nothing; getters then answer the neutral
+    // value.
+    virtual uint32_t getNumParameters() const { return 0; }
+    virtual juce::String getParameterName(uint32_t) const { return {}; }
+    virtual juce::String getParameterDisplay(uint32_t) const { return {}; }
+    virtual float getParameterNormalised(uint32_t) const { return 0.0f; }
+    virtual void setParameterNormalised(uint32_t, float) {}
+    virtual float getParameterValue(uint32_t) const { return 0.0f; }
+    virtual void setParameterValue(uint32_t, float) {}
+    virtual juce::String formatParameterValue(uint32_t, float) const { return {}; }
+    virtual float parseParameterValue(uint32_t, const juce::String&) const { return 0.0f; }
+    virtual float normalisedToValue(uint32_t, float) const { return 0.0f; }
+    virtual float valueToNormalised(uint32_t, float) const { return 0.0f; }
+    virtual void getParameterRange(uint32_t, ParameterRange& range) const { range = ParameterRange{}; }
+    virtual int32_t getParameterType(uint32_t) const { return ExportedPluginParameter::unconnectedType; }
+
+    /** Restores a block written by getState (or plain XML of the same shape). Answers whether the tree was
+        replaced; stateLoaded fires either way. */
+    virtual bool setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath)
+    {
+        juce::ignoreUnused(bytes, presetPath);
+        return false;
+    }
+    virtual void getState(std::vector<uint8_t>& bytes) { bytes.clear(); }
+
     int32_t getFormat() const { return format; }
     uint32_t getSampleRate() const { return sampleRate; }
     uint32_t getNumInputChannels() const { return numInputChannels; }
@@ -97,6 +123,8 @@ public:
     uint32_t getMaxBlockSize() const { return maxBlockSize; }
     uint32_t getHostOption() const { return hostOption; }
     const juce::String& getSettingsKey() const { return settingsKey; }
+    /** The per-format settings; none for the formats without a key. */
+    SettingsStore* getSettings() const { return settings.get(); }
     const juce::String& getPresetFolder() const { return presetFolder; }
     juce::CriticalSection& getProcessLock() { return processLock; }
 
@@ -123,13 +151,14 @@ protected:
     std::vector<AuxOutput> auxOutputs;
     uint32_t hostOption = 0;
     juce::String settingsKey;
+    std::unique_ptr<SettingsStore> settings;
     juce::String presetFolder;
     juce::CriticalSection processLock;
     bool signalsDisconnected = false;
 };
 
 /** The shell shared by every product: buses, events, context, engine and the block chain. */
-class DefaultPluginBase : public Plugin
+class DefaultPluginBase : public Plugin, public AutomationParameterInterface
 {
 public:
     explicit DefaultPluginBase(int32_t format);
@@ -145,6 +174,33 @@ public:
     void addEvent(const PluginEvent& event) override { events.push_back(event); }
     void setTimeInfo(const TimeInfo& info) override { processContext->timeInfo = info; }
 
+    uint32_t getNumParameters() const override { return static_cast<uint32_t>(parameters.size()); }
+    juce::String getParameterName(uint32_t index) const override;
+    juce::String getParameterDisplay(uint32_t index) const override;
+    float getParameterNormalised(uint32_t index) const override;
+    void setParameterNormalised(uint32_t index, float x) override;
+    float getParameterValue(uint32_t index) const override;
+    void setParameterValue(uint32_t index, float value) override;
+    juce::String formatParameterValue(uint32_t index, float value) const override;
+    float parseParameterValue(uint32_t index, const juce::String& text) const override;
+    float normalisedToValue(uint32_t index, float x) const override;
+    float valueToNormalised(uint32_t index, float value) const override;
+    void getParameterRange(uint32_t index, ParameterRange& range) const override;
+    int32_t getParameterType(uint32_t index) const override;
+    /** The slot, or none for a bad index. */
+    ExportedPluginParameter* getExportedParameter(uint32_t index) const;
+
+    bool connect(const juce::String& path, const juce::String& parameterName,
+                 const juce::String& displayName) override;
+    void disconnect(const ParameterPath& path) override;
+    bool saveAutomation(tinyxml2::XMLElement* xml) override;
+    void loadAutomation(const tinyxml2::XMLElement* xml) override;
+    /** Rebinds every slot to the current tree (after a state load). */
+    void refreshParameters();
+
+    bool setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath) override;
+    void getState(std::vector<uint8_t>& bytes) override;
+
     std::shared_ptr<Engine> getEngine() const { return engine; }
     EngineProxy* getEngineProxy() const { return engineProxy.get(); }
     ProcessContext& getProcessContext() { return *processContext; }
@@ -159,6 +215,11 @@ public:
 protected:
     virtual void processBlock(PluginAudioBuffer& block);
     void setEngine(std::shared_ptr<Engine> newEngine);
+    /** Appends a slot bound to `parameterName` of the element at `path`, named by the parameter's display
+       name. Answers its index. */
+    uint32_t exportParameter(const juce::String& path, const juce::String& parameterName);
+    /** Prepares a tree that a state load has just built, at the present rate and block size. */
+    virtual void prepareTree(Engine& tree);
     /** Reserves the scratch arenas for blocks of up to maxBlockSize samples. */
     void reserveScratch();
 

@@ -1,0 +1,155 @@
+// The opaque block a host keeps for each instance: 'QOR4', a format version, the XML length, then the XML
+// compressed. Blocks without the magic are read as plain XML, as earlier builds wrote them.
+#include "engine/engine.h"
+#include "engine/engine_proxy.h"
+#include "plugin/plugin.h"
+
+#include <tinyxml2.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace qor
+{
+
+namespace
+{
+constexpr char stateMagic[4] = {'Q', 'O', 'R', '4'};
+constexpr int32_t stateFormatVersion = 1;
+constexpr std::size_t headerSize = 12;
+/** A real state is a few tens of kilobytes; beyond this a length field is taken as damage, not data. */
+constexpr std::size_t maxXmlLength = std::size_t{64} << 20;
+
+int32_t readInt32LE(const uint8_t* p)
+{
+    return static_cast<int32_t>(static_cast<uint32_t>(p[0]) | (static_cast<uint32_t>(p[1]) << 8) |
+                                (static_cast<uint32_t>(p[2]) << 16) | (static_cast<uint32_t>(p[3]) << 24));
+}
+
+/** Inflates exactly `length` bytes of XML, growing the buffer only as data really arrives, so a lying length
+    field costs nothing. Answers false when the stream ends early or is damaged. */
+bool inflateXml(const uint8_t* data, std::size_t size, std::size_t length, std::vector<char>& xml)
+{
+    juce::MemoryInputStream compressed(data, size, false);
+    juce::GZIPDecompressorInputStream inflater(&compressed, false);
+    constexpr std::size_t chunk = 1 << 16;
+    xml.clear();
+    while (xml.size() < length)
+    {
+        const auto want = std::min(chunk, length - xml.size());
+        const auto start = xml.size();
+        xml.resize(start + want);
+        const int got = inflater.read(xml.data() + start, static_cast<int>(want));
+        if (got <= 0)
+        {
+            xml.resize(start);
+            return false;
+        }
+        xml.resize(start + static_cast<std::size_t>(got));
+    }
+    return true;
+}
+} // namespace
+
+void DefaultPluginBase::getState(std::vector<uint8_t>& bytes)
+{
+    tinyxml2::XMLDocument document;
+    auto* root = document.NewElement("QOR4");
+    document.InsertEndChild(root);
+    if (engine != nullptr)
+    {
+        engine->saveToXml(root, SaveContext{});
+        engine->clearModified();
+    }
+
+    tinyxml2::XMLPrinter printer(nullptr, false);
+    document.Print(&printer);
+    const auto textLength = static_cast<std::size_t>(std::max(0, printer.CStrSize() - 1));
+
+    juce::MemoryOutputStream out(256);
+    out.write(stateMagic, 4);
+    out.writeInt(stateFormatVersion);
+    out.writeInt(static_cast<int>(textLength));
+    {
+        juce::GZIPCompressorOutputStream deflater(out);
+        deflater.write(printer.CStr(), textLength);
+        deflater.flush();
+    }
+    const auto* data = static_cast<const uint8_t*>(out.getData());
+    bytes.assign(data, data + out.getDataSize());
+}
+
+void DefaultPluginBase::prepareTree(Engine& tree)
+{
+    tree.prepare(sampleRate, maxBlockSize);
+}
+
+bool DefaultPluginBase::setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath)
+{
+    tinyxml2::XMLDocument document;
+    bool parsed = false;
+    if (bytes.size() >= 4 && std::memcmp(bytes.data(), stateMagic, 4) == 0)
+    {
+        // The version is not looked at: any value is taken.
+        if (bytes.size() >= headerSize)
+        {
+            const int32_t length = readInt32LE(bytes.data() + 8);
+            std::vector<char> xml;
+            if (length > 0 && static_cast<std::size_t>(length) <= maxXmlLength &&
+                inflateXml(bytes.data() + headerSize, bytes.size() - headerSize,
+                           static_cast<std::size_t>(length), xml))
+                parsed = document.Parse(xml.data(), xml.size()) == tinyxml2::XML_SUCCESS;
+        }
+    }
+    else if (!bytes.empty())
+    {
+        parsed = document.Parse(reinterpret_cast<const char*>(bytes.data()), bytes.size()) ==
+                 tinyxml2::XML_SUCCESS;
+    }
+
+    std::shared_ptr<Engine> newEngine;
+    const tinyxml2::XMLElement* engineXml = nullptr;
+    if (parsed)
+        if (const auto* root = document.RootElement();
+            root != nullptr && std::strcmp(root->Name(), "QOR4") == 0)
+            if ((engineXml = root->FirstChildElement()) != nullptr)
+                if (auto made = ElementRegistry::makeElement(juce::String::fromUTF8(engineXml->Name())))
+                    if (auto* madeEngine = dynamic_cast<Engine*>(made.get()))
+                    {
+                        made.release();
+                        newEngine.reset(madeEngine);
+                    }
+
+    if (newEngine == nullptr)
+    {
+        stateLoaded.emit();
+        return false;
+    }
+
+    // The audio thread only tries this lock: it skips blocks while the tree is swapped.
+    const juce::ScopedLock lock(processLock);
+
+    LoadContext context;
+    context.loadConnections = true;
+    context.presetPath = presetPath;
+    newEngine->loadFromXml(engineXml, context, 2147483647);
+    prepareTree(*newEngine);
+
+    // The old tree lives until the slots and the proxy have left it: nothing points into freed elements, and
+    // the new engine cannot take the old one's address, which the proxy would take for "unchanged".
+    auto oldEngine = std::exchange(engine, newEngine);
+    if (mainBus != nullptr)
+        engine->setOutputBus(0, mainBus.get());
+    auxBuses.clear();
+    const auto outputs = auxOutputs;
+    setAuxOutputs(outputs);
+    refreshParameters();
+    if (engineProxy != nullptr)
+        engineProxy->setEngine(engine.get());
+    oldEngine.reset();
+
+    stateLoaded.emit();
+    return true;
+}
+
+} // namespace qor

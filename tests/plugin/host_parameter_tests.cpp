@@ -1,0 +1,392 @@
+// The host's slots against the real sheet: names and kinds in slot order, mapping edges, the echo guard,
+// gestures, bad indices, and slots that lose or change their target.
+#include "engine/engine_proxy.h"
+#include "plugin/lamina_plugin.h"
+
+#include <gtest/gtest.h>
+#include <tinyxml2.h>
+
+#include <cstring>
+
+using namespace qor;
+
+namespace
+{
+std::unique_ptr<LaminaPlugin> makePlugin()
+{
+    std::unique_ptr<LaminaPlugin> plugin(
+        static_cast<LaminaPlugin*>(LaminaPluginFactory::instance().create(int32_t(PluginFormat::vst3))));
+    plugin->prepare(44100, {2, 2}, 1024);
+    return plugin;
+}
+
+Element& lamina(LaminaPlugin& plugin)
+{
+    auto* e = plugin.getEngine()->findElement("/Lamina");
+    if (e == nullptr)
+        throw std::runtime_error("no /Lamina");
+    return *e;
+}
+
+uint32_t slotOf(const char* key)
+{
+    const auto& names = LaminaPlugin::hostParameterNames();
+    return uint32_t(std::find(names.begin(), names.end(), juce::String(key)) - names.begin());
+}
+
+/** Counts the emissions of a plug-in signal that carries a slot index, keeping the last index. */
+struct SlotCounter
+{
+    explicit SlotCounter(Signal<uint32_t>& s) : signal(s)
+    {
+        signal.connect(this, std::function<void(uint32_t)>(
+                                 [this](uint32_t i)
+                                 {
+                                     ++count;
+                                     last = i;
+                                 }));
+    }
+    ~SlotCounter() { signal.disconnectAll(this); }
+    Signal<uint32_t>& signal;
+    int count = 0;
+    uint32_t last = 0xffffffffu;
+};
+
+struct ElementChangeCounter
+{
+    explicit ElementChangeCounter(Element& e) : element(e)
+    {
+        element.signals().parameterChanged.connect(
+            this, std::function<void(Element*, uint32_t)>([this](Element*, uint32_t) { ++count; }));
+    }
+    ~ElementChangeCounter() { element.signals().parameterChanged.disconnectAll(this); }
+    Element& element;
+    int count = 0;
+};
+
+#define REQUIRE_REAL_SHEET(plugin)                                                                           \
+    if (lamina(plugin).getParameterId("Decay") == 0)                                                         \
+    GTEST_SKIP() << "the sheet in this tree has no parameters yet"
+} // namespace
+
+TEST(HostParameters, TwentyFiveSlotsInOrderWithDisplayNamesKindsAndRanges)
+{
+    auto plugin = makePlugin();
+    ASSERT_EQ(plugin->getNumParameters(), 25u);
+    REQUIRE_REAL_SHEET(*plugin);
+
+    const char* expectedNames[25] = {"Decay",
+                                     "Mix",
+                                     "Lowcut Gain",
+                                     "Material",
+                                     "Area",
+                                     "Aspect Ratio",
+                                     "Tension",
+                                     "Reverb Gain",
+                                     "Stereo Width",
+                                     "Enable Damper",
+                                     "Damper Freq",
+                                     "Enable Friction Damp",
+                                     "Friction Damp Mult",
+                                     "Friction Freq Mult",
+                                     "Enable Air Damp",
+                                     "Air Damp Mult",
+                                     "Air Freq Mult",
+                                     "Enable Band Decay",
+                                     "Pre Delay",
+                                     "Anisotropy",
+                                     "Modulation",
+                                     "Drive",
+                                     "Enable Lowcut",
+                                     "Lowcut Freq",
+                                     "Enable EQ"};
+    for (uint32_t i = 0; i < 25; ++i)
+    {
+        EXPECT_EQ(plugin->getParameterName(i), expectedNames[i]) << "slot " << i;
+        const auto key = LaminaPlugin::hostParameterNames()[i];
+        const int32_t expectedType = key == "Material" ? 1 : key.startsWith("Enable") ? 2 : 0;
+        EXPECT_EQ(plugin->getParameterType(i), expectedType) << key;
+    }
+    EXPECT_EQ(plugin->getParameterName(slotOf("Decay")), "Decay");
+
+    ParameterRange range;
+    plugin->getParameterRange(slotOf("Decay"), range);
+    EXPECT_EQ(range.type, 0);
+    EXPECT_EQ(range.numSteps, 0);
+    EXPECT_FLOAT_EQ(range.min, 0.2f);
+    EXPECT_FLOAT_EQ(range.max, 10000.0f);
+    EXPECT_FLOAT_EQ(range.defaultValue, 2.0f);
+
+    plugin->getParameterRange(slotOf("Material"), range);
+    EXPECT_EQ(range.type, 1);
+    EXPECT_EQ(range.numSteps, 5);
+    EXPECT_EQ(range.min, 0.0f);
+    EXPECT_EQ(range.max, 4.0f);
+    ASSERT_EQ(range.choices.size(), 5u);
+    EXPECT_EQ(range.choices[0], plugin->formatParameterValue(slotOf("Material"), 0.0f));
+
+    plugin->getParameterRange(slotOf("EnableEQ"), range);
+    EXPECT_EQ(range.type, 2);
+    EXPECT_EQ(range.numSteps, 2);
+    EXPECT_EQ(range.defaultValue, 1.0f);
+    ASSERT_EQ(range.choices.size(), 2u);
+    EXPECT_EQ(range.choices[0], "off");
+    EXPECT_EQ(range.choices[1], "on");
+}
+
+TEST(HostParameters, NormalisedValuesGoThroughTheMappersBothWays)
+{
+    auto plugin = makePlugin();
+    REQUIRE_REAL_SHEET(*plugin);
+    const auto decay = slotOf("Decay"), area = slotOf("Area"), mix = slotOf("Mix");
+
+    // A conformal mapper puts its middle at the centre; a log mapper with no offset the geometric mean.
+    plugin->setParameterNormalised(decay, 0.5f);
+    EXPECT_NEAR(plugin->getParameterValue(decay), 4.0f, 1e-3f);
+    plugin->setParameterNormalised(area, 0.5f);
+    EXPECT_NEAR(plugin->getParameterValue(area), std::sqrt(0.6f * 6.0f), 1e-4f);
+    plugin->setParameterNormalised(mix, 0.25f);
+    EXPECT_NEAR(plugin->getParameterValue(mix), 0.25f, 1e-6f);
+
+    for (float x : {0.0f, 0.1f, 0.37f, 0.5f, 0.93f, 1.0f})
+    {
+        plugin->setParameterNormalised(decay, x);
+        EXPECT_NEAR(plugin->getParameterNormalised(decay), x, 1e-4f);
+        EXPECT_NEAR(plugin->valueToNormalised(decay, plugin->normalisedToValue(decay, x)), x, 1e-4f);
+    }
+    plugin->setParameterNormalised(decay, 1.0f);
+    EXPECT_NEAR(plugin->getParameterValue(decay), 10000.0f, 0.5f);
+
+    // Text round trip through the sheet's own formatter.
+    const auto text = plugin->formatParameterValue(decay, 4.0f);
+    EXPECT_NEAR(plugin->parseParameterValue(decay, text), 4.0f, 0.01f) << text;
+    plugin->setParameterValue(decay, 4.0f);
+    EXPECT_EQ(plugin->getParameterDisplay(decay), text);
+
+    // Real values are limited to the range.
+    plugin->setParameterValue(mix, 7.0f);
+    EXPECT_EQ(plugin->getParameterValue(mix), 1.0f);
+}
+
+TEST(HostParameters, BoolThresholdIsStrictlyAboveOneHalfAndIntsRoundHalfUp)
+{
+    auto plugin = makePlugin();
+    REQUIRE_REAL_SHEET(*plugin);
+    const auto enable = slotOf("EnablePorousDamp"), material = slotOf("Material");
+    auto& sheet = lamina(*plugin);
+    const auto enableId = sheet.getParameterId("EnablePorousDamp");
+    const auto materialId = sheet.getParameterId("Material");
+
+    ASSERT_TRUE(sheet.getBoolParameter(enableId)); // default on
+    plugin->setParameterNormalised(enable, 0.5f);
+    EXPECT_FALSE(sheet.getBoolParameter(enableId));
+    EXPECT_EQ(plugin->getParameterNormalised(enable), 0.0f);
+    plugin->setParameterNormalised(enable, 0.5000001f);
+    EXPECT_TRUE(sheet.getBoolParameter(enableId));
+    EXPECT_EQ(plugin->getParameterNormalised(enable), 1.0f);
+
+    // Material runs 0..4: x * 4 + 0.5, floored.
+    const std::pair<float, int> cases[] = {{0.625f, 3}, {0.375f, 2}, {0.124f, 0}, {0.125f, 1}, {1.0f, 4}};
+    for (auto [x, expected] : cases)
+    {
+        plugin->setParameterNormalised(material, x);
+        EXPECT_EQ(sheet.getIntParameter(materialId), expected) << x;
+        EXPECT_EQ(plugin->getParameterNormalised(material), expected / 4.0f);
+    }
+    plugin->setParameterValue(material, 2.9f);
+    EXPECT_EQ(sheet.getIntParameter(materialId), 2) << "a real value is truncated";
+}
+
+TEST(HostParameters, HostWritesDoNotEchoAndUnchangedWritesCostNothing)
+{
+    auto plugin = makePlugin();
+    REQUIRE_REAL_SHEET(*plugin);
+    auto& sheet = lamina(*plugin);
+    const auto mix = slotOf("Mix");
+    const auto mixId = sheet.getParameterId("Mix");
+    SlotCounter toHost(plugin->parameterChanged);
+    ElementChangeCounter inElement(sheet);
+
+    plugin->setParameterNormalised(mix, 0.8f);
+    EXPECT_EQ(inElement.count, 1);
+    EXPECT_EQ(toHost.count, 0) << "the host's own write must not come back to it";
+    EXPECT_TRUE(sheet.isModified());
+
+    plugin->setParameterNormalised(mix, plugin->getParameterNormalised(mix));
+    plugin->setParameterNormalised(slotOf("EnableEQ"), 0.9f);  // already on
+    plugin->setParameterNormalised(slotOf("Material"), 0.05f); // rounds to the present 0
+    EXPECT_EQ(inElement.count, 1) << "repeated values must not reach the element";
+
+    // A change from the element side (editor, preset) reaches the host on the slot's index.
+    sheet.setParameterDeferred(mixId, 0.2f, true);
+    EXPECT_EQ(toHost.count, 1);
+    EXPECT_EQ(toHost.last, mix);
+    EXPECT_NEAR(plugin->getParameterNormalised(mix), 0.2f, 1e-6f);
+
+    // A parameter with no slot stays quiet.
+    sheet.setParameterDeferred(sheet.getParameterId("BandGain4"), 3.0f, true);
+    EXPECT_EQ(toHost.count, 1);
+}
+
+TEST(HostParameters, GesturesOfTheProxyReachTheHostOnTheSlotOfTheirParameter)
+{
+    auto plugin = makePlugin();
+    REQUIRE_REAL_SHEET(*plugin);
+    auto& sheet = lamina(*plugin);
+    SlotCounter begin(plugin->parameterGestureBegin), end(plugin->parameterGestureEnd);
+    auto* proxy = plugin->getEngineProxy();
+
+    proxy->gestureBegin.emit(&sheet, sheet.getParameterId("Tension"));
+    EXPECT_EQ(begin.count, 1);
+    EXPECT_EQ(begin.last, slotOf("Tension"));
+    proxy->gestureEnd.emit(&sheet, sheet.getParameterId("Tension"));
+    EXPECT_EQ(end.count, 1);
+    EXPECT_EQ(end.last, slotOf("Tension"));
+
+    proxy->gestureBegin.emit(&sheet, sheet.getParameterId("BandDecay2"));                 // no slot
+    proxy->gestureBegin.emit(plugin->getEngine().get(), sheet.getParameterId("Tension")); // other element
+    EXPECT_EQ(begin.count, 1);
+}
+
+TEST(HostParameters, BadIndicesDoNothingAndAnswerNeutralValues)
+{
+    auto plugin = makePlugin();
+    auto& sheet = lamina(*plugin);
+    std::vector<uint8_t> before, after;
+    plugin->getState(before);
+    ElementChangeCounter inElement(sheet);
+
+    for (uint32_t index : {25u, 26u, 1000u, 0xffffffffu})
+    {
+        plugin->setParameterNormalised(index, 0.7f);
+        plugin->setParameterValue(index, 3.0f);
+        EXPECT_EQ(plugin->getParameterName(index), "");
+        EXPECT_EQ(plugin->getParameterDisplay(index), "");
+        EXPECT_EQ(plugin->getParameterNormalised(index), 0.0f);
+        EXPECT_EQ(plugin->getParameterValue(index), 0.0f);
+        EXPECT_EQ(plugin->formatParameterValue(index, 0.5f), "");
+        EXPECT_EQ(plugin->parseParameterValue(index, "12"), 0.0f);
+        EXPECT_EQ(plugin->normalisedToValue(index, 0.5f), 0.0f);
+        EXPECT_EQ(plugin->valueToNormalised(index, 0.5f), 0.0f);
+        EXPECT_EQ(plugin->getParameterType(index), 5);
+        ParameterRange range;
+        range.min = 3.0f;
+        range.choices = {"x"};
+        plugin->getParameterRange(index, range);
+        EXPECT_EQ(range.type, 0);
+        EXPECT_EQ(range.min, 0.0f);
+        EXPECT_EQ(range.max, 0.0f);
+        EXPECT_TRUE(range.choices.empty());
+    }
+    EXPECT_EQ(inElement.count, 0);
+    EXPECT_FALSE(sheet.isModified());
+    plugin->getState(after);
+    EXPECT_EQ(before, after);
+}
+
+TEST(HostParameters, SlotWhoseElementVanishedReadsItsUnconnectedValueAndComesBackWithTheElement)
+{
+    auto plugin = makePlugin();
+    REQUIRE_REAL_SHEET(*plugin);
+    const auto decay = slotOf("Decay");
+    plugin->setParameterValue(decay, 7.5f);
+
+    std::vector<uint8_t> withSheet;
+    plugin->getState(withSheet);
+
+    const char* noSheet = "<QOR4><Engine Name=\"\"/></QOR4>";
+    ASSERT_TRUE(plugin->setState(std::vector<uint8_t>(noSheet, noSheet + std::strlen(noSheet)), {}));
+    ASSERT_EQ(plugin->getEngine()->findElement("/Lamina"), nullptr);
+    EXPECT_EQ(plugin->getParameterType(decay), 5);
+    EXPECT_EQ(plugin->getParameterNormalised(decay), 0.0f);
+    plugin->setParameterNormalised(decay, 0.7f);
+    EXPECT_EQ(plugin->getParameterNormalised(decay), 0.7f);
+    EXPECT_EQ(plugin->getParameterDisplay(decay), "");
+    EXPECT_EQ(plugin->getParameterName(decay), "Decay");
+
+    ASSERT_TRUE(plugin->setState(withSheet, {}));
+    EXPECT_EQ(plugin->getParameterType(decay), 0);
+    EXPECT_FLOAT_EQ(plugin->getParameterValue(decay), 7.5f);
+    SlotCounter toHost(plugin->parameterChanged);
+    lamina(*plugin).setParameterDeferred(lamina(*plugin).getParameterId("Decay"), 3.0f, true);
+    EXPECT_EQ(toHost.count, 1) << "the slot listens to the new element";
+}
+
+TEST(HostParameters, ConnectDisconnectAndAutomationXmlMoveSlotsWithoutRenumbering)
+{
+    auto plugin = makePlugin();
+    REQUIRE_REAL_SHEET(*plugin);
+    auto& sheet = lamina(*plugin);
+    const auto mix = slotOf("Mix");
+    SlotCounter titles(plugin->parameterTitleChanged);
+
+    EXPECT_FALSE(plugin->connect("/Lamina", "Mix", "Mix")) << "already exported";
+    EXPECT_FALSE(plugin->connect("/Lamina", "BandGain3", "Gain 125")) << "every slot is taken";
+    EXPECT_FALSE(plugin->connect("/Nowhere", "Mix", "Mix"));
+
+    plugin->disconnect({"/Lamina", "Mix"});
+    EXPECT_EQ(titles.count, 1);
+    EXPECT_EQ(titles.last, mix);
+    EXPECT_EQ(plugin->getParameterType(mix), 5);
+    const float mixBefore = sheet.getParameter(sheet.getParameterId("Mix"));
+    plugin->setParameterNormalised(mix, 0.9f);
+    EXPECT_EQ(sheet.getParameter(sheet.getParameterId("Mix")), mixBefore);
+    EXPECT_EQ(plugin->getParameterNormalised(mix), 0.9f);
+
+    EXPECT_FALSE(plugin->connect("/Lamina", "NoSuchParameter", "x"));
+    ASSERT_TRUE(plugin->connect("/Lamina", "BandGain3", "Gain 125"));
+    EXPECT_EQ(plugin->getParameterName(mix), "Gain 125") << "the only free slot is taken";
+    EXPECT_EQ(plugin->getParameterType(mix), 0);
+    plugin->setParameterValue(mix, -6.0f);
+    EXPECT_EQ(sheet.getParameter(sheet.getParameterId("BandGain3")), -6.0f);
+
+    // Back to its default: the first pass finds the slot whose default target is the pair.
+    plugin->disconnect({"/Lamina", "BandGain3"});
+    ASSERT_TRUE(plugin->connect("/Lamina", "Mix", "Wet"));
+    EXPECT_EQ(plugin->getParameterName(mix), "Wet");
+    plugin->disconnect({"/Lamina", "Mix"});
+    ASSERT_TRUE(plugin->connect("/Lamina", "BandGain3", ""));
+    EXPECT_EQ(plugin->getParameterName(mix), "BandGain3");
+
+    tinyxml2::XMLDocument doc;
+    auto* xml = doc.NewElement("Automation");
+    doc.InsertEndChild(xml);
+    EXPECT_TRUE(plugin->saveAutomation(xml));
+    int entries = 0;
+    for (auto* e = xml->FirstChildElement("AutomationConnection"); e != nullptr;
+         e = e->NextSiblingElement("AutomationConnection"))
+        ++entries;
+    EXPECT_EQ(entries, 25);
+    // Entries that must be skipped: a bad index, an unknown parameter, an empty path.
+    auto addEntry = [&](int index, const char* path, const char* name)
+    {
+        auto* e = doc.NewElement("AutomationConnection");
+        e->SetAttribute("sourceIndex", index);
+        e->SetAttribute("targetPath", path);
+        e->SetAttribute("parameterName", name);
+        xml->InsertEndChild(e);
+    };
+    addEntry(25, "/Lamina", "Drive");
+    addEntry(3, "/Lamina", "NoSuchParameter");
+    addEntry(4, "", "Area");
+
+    auto other = makePlugin();
+    SlotCounter otherTitles(other->parameterTitleChanged);
+    other->loadAutomation(xml);
+    EXPECT_EQ(other->getParameterName(mix), "BandGain3");
+    other->setParameterValue(mix, 4.0f);
+    auto& otherSheet = lamina(*other);
+    EXPECT_EQ(otherSheet.getParameter(otherSheet.getParameterId("BandGain3")), 4.0f);
+    EXPECT_EQ(other->getParameterName(slotOf("Area")), "Area") << "a bad entry leaves the good one standing";
+    EXPECT_EQ(other->getParameterType(slotOf("Material")), 1);
+    EXPECT_GE(otherTitles.count, 25);
+
+    // An empty automation list releases every slot.
+    tinyxml2::XMLDocument empty;
+    auto* none = empty.NewElement("Automation");
+    empty.InsertEndChild(none);
+    other->loadAutomation(none);
+    for (uint32_t i = 0; i < other->getNumParameters(); ++i)
+        EXPECT_EQ(other->getParameterType(i), 5);
+    EXPECT_FALSE(other->saveAutomation(none));
+}

@@ -1,0 +1,250 @@
+// The state block a host keeps: its header, the round trip, old plain-XML states, and damaged blocks.
+#include "plugin/lamina_plugin.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+using namespace qor;
+
+namespace
+{
+std::unique_ptr<LaminaPlugin> makePlugin(ChannelConfig config = {2, 2})
+{
+    std::unique_ptr<LaminaPlugin> plugin(
+        static_cast<LaminaPlugin*>(LaminaPluginFactory::instance().create(int32_t(PluginFormat::lv2))));
+    plugin->prepare(44100, config, 1024);
+    plugin->prepare(48000, config, 256);
+    return plugin;
+}
+
+Element* sheetOf(LaminaPlugin& plugin)
+{
+    return plugin.getEngine()->findElement("/Lamina");
+}
+
+int32_t int32At(const std::vector<uint8_t>& b, std::size_t offset)
+{
+    return int32_t(uint32_t(b[offset]) | uint32_t(b[offset + 1]) << 8 | uint32_t(b[offset + 2]) << 16 |
+                   uint32_t(b[offset + 3]) << 24);
+}
+
+void putInt32(std::vector<uint8_t>& b, std::size_t offset, int32_t v)
+{
+    for (int i = 0; i < 4; ++i)
+        b[offset + std::size_t(i)] = uint8_t(uint32_t(v) >> (8 * i));
+}
+
+/** The XML text inside a block, read independently of the plug-in. */
+std::string xmlOf(const std::vector<uint8_t>& block)
+{
+    juce::MemoryInputStream in(block.data() + 12, block.size() - 12, false);
+    juce::GZIPDecompressorInputStream inflater(in);
+    juce::MemoryBlock out;
+    inflater.readIntoMemoryBlock(out);
+    return out.toString().toStdString();
+}
+
+std::vector<uint8_t> bytesOf(const std::string& text)
+{
+    return std::vector<uint8_t>(text.begin(), text.end());
+}
+
+/** Peak of the right output for an impulse on the left input, rendered offline so the table is loaded. */
+float impulsePeak(LaminaPlugin& plugin, int blocks = 40)
+{
+    TimeInfo time;
+    time.isOffline = true;
+    float peak = 0.0f;
+    std::vector<float> left(256), right(256);
+    float* channels[2] = {left.data(), right.data()};
+    PluginAudioBuffer buffer;
+    for (int b = 0; b < blocks; ++b)
+    {
+        std::fill(left.begin(), left.end(), 0.0f);
+        std::fill(right.begin(), right.end(), 0.0f);
+        if (b == 0)
+            left[0] = 1.0f;
+        buffer.setChannels(2, 256, channels);
+        plugin.setTimeInfo(time);
+        plugin.process(buffer);
+        if (b > 4) // past the dry impulse and the onset
+            for (float v : right)
+                peak = std::max(peak, std::abs(v));
+    }
+    return peak;
+}
+
+struct StateCounter
+{
+    explicit StateCounter(Plugin& p) : plugin(p)
+    {
+        plugin.stateLoaded.connect(this, std::function<void()>([this] { ++count; }));
+    }
+    ~StateCounter() { plugin.stateLoaded.disconnectAll(this); }
+    Plugin& plugin;
+    int count = 0;
+};
+} // namespace
+
+TEST(HostState, BlockCarriesMagicVersionLengthAndCompressedXmlAndReadsBackToTheSameXml)
+{
+    auto first = makePlugin();
+    auto* sheet = sheetOf(*first);
+    ASSERT_NE(sheet, nullptr);
+    // The sheet's own name is its path ("/Lamina"), which presets never change; the engine's name is free.
+    first->getEngine()->setName("Plate A");
+    const auto decayId = sheet->getParameterId("Decay");
+    if (decayId != 0)
+    {
+        sheet->setParameterDeferred(decayId, 5.5f, true);
+        sheet->setParameterDeferred(sheet->getParameterId("Material"), int32_t(2), true);
+        sheet->setParameterDeferred(sheet->getParameterId("EnableEQ"), false, true);
+    }
+    EXPECT_TRUE(first->getEngine()->isModified());
+
+    std::vector<uint8_t> block;
+    first->getState(block);
+    EXPECT_FALSE(first->getEngine()->isModified()) << "a host save counts as a save";
+    ASSERT_GT(block.size(), 12u);
+    EXPECT_EQ(std::memcmp(block.data(), "QOR4", 4), 0);
+    EXPECT_EQ(int32At(block, 4), 1);
+    const auto xml = xmlOf(block);
+    EXPECT_EQ(int32At(block, 8), int32_t(xml.size()));
+    EXPECT_EQ(xml.rfind("<QOR4>", 0), 0u) << xml.substr(0, 60);
+    EXPECT_NE(xml.find("<Engine"), std::string::npos);
+    EXPECT_NE(xml.find("Name=\"Plate A\""), std::string::npos);
+    EXPECT_LT(block.size(), xml.size()) << "the payload is compressed";
+
+    auto second = makePlugin();
+    StateCounter loaded(*second);
+    auto* oldSheet = sheetOf(*second);
+    ASSERT_TRUE(second->setState(block, {}));
+    EXPECT_EQ(loaded.count, 1);
+    auto* newSheet = sheetOf(*second);
+    ASSERT_NE(newSheet, nullptr);
+    EXPECT_NE(newSheet, oldSheet) << "a load replaces the tree";
+    EXPECT_EQ(second->getEngine()->getName(), "Plate A");
+    EXPECT_FALSE(newSheet->isModified()) << "restoring is not an edit";
+    EXPECT_FALSE(second->getEngine()->isModified());
+    if (decayId != 0)
+    {
+        EXPECT_FLOAT_EQ(second->getParameterValue(0), 5.5f);
+        EXPECT_EQ(newSheet->getIntParameter(newSheet->getParameterId("Material")), 2);
+    }
+
+    std::vector<uint8_t> again;
+    second->getState(again);
+    EXPECT_EQ(xmlOf(again), xml);
+
+    // Buses and slots follow the new tree: it rings, and a host write reaches it.
+    EXPECT_GT(impulsePeak(*second), 1e-4f);
+    if (decayId != 0)
+    {
+        second->setParameterNormalised(0, 0.25f);
+        EXPECT_NEAR(newSheet->getParameter(decayId), second->normalisedToValue(0, 0.25f), 1e-6f);
+    }
+}
+
+TEST(HostState, PlainXmlWithoutHeaderLoadsTheSameTree)
+{
+    auto first = makePlugin();
+    first->getEngine()->setName("Old Plate");
+    std::vector<uint8_t> block;
+    first->getState(block);
+    const auto xml = xmlOf(block);
+
+    auto second = makePlugin({1, 2});
+    ASSERT_TRUE(second->setState(bytesOf(xml), "/tmp/some.preset"));
+    EXPECT_EQ(second->getEngine()->getName(), "Old Plate");
+    std::vector<uint8_t> again;
+    second->getState(again);
+    EXPECT_EQ(xmlOf(again), xml);
+    EXPECT_GT(impulsePeak(*second), 1e-4f) << "mono in, stereo out after a load";
+}
+
+TEST(HostState, BlocksThatDoNotParseLeaveThePluginAsItWas)
+{
+    auto plugin = makePlugin();
+    plugin->getEngine()->setName("Keep");
+    std::vector<uint8_t> good;
+    plugin->getState(good);
+    const auto xml = xmlOf(good);
+    auto* sheet = sheetOf(*plugin);
+    StateCounter loaded(*plugin);
+
+    std::vector<std::pair<const char*, std::vector<uint8_t>>> cases;
+    cases.push_back({"empty", {}});
+    cases.push_back({"magic only", {'Q', 'O', 'R', '4'}});
+    cases.push_back({"header only", std::vector<uint8_t>(good.begin(), good.begin() + 12)});
+    cases.push_back(
+        {"half the payload", std::vector<uint8_t>(good.begin(), good.begin() + long(good.size() / 2))});
+    auto wrongMagic = good;
+    wrongMagic[3] = '5';
+    cases.push_back({"wrong magic", wrongMagic});
+    for (int32_t length :
+         {0, -1, -2147483647 - 1, 2147483647, 60 << 20, int32_t(xml.size()) + 1, int32_t(xml.size()) - 10, 5})
+    {
+        auto lying = good;
+        putInt32(lying, 8, length);
+        cases.push_back({"xmlLength lies", lying});
+    }
+    cases.push_back({"other root", bytesOf("<Preset><Engine/></Preset>")});
+    cases.push_back({"root without child", bytesOf("<QOR4/>")});
+    cases.push_back({"child that is no engine", bytesOf("<QOR4><Lamina Name=\"x\"/></QOR4>")});
+    cases.push_back({"unknown child", bytesOf("<QOR4><Synth/></QOR4>")});
+    cases.push_back({"not xml", bytesOf("\x01\x02garbage<<")});
+
+    int expectedSignals = 0;
+    for (auto& [what, bytes] : cases)
+    {
+        EXPECT_FALSE(plugin->setState(bytes, {})) << what;
+        EXPECT_EQ(loaded.count, ++expectedSignals) << "stateLoaded fires all the same: " << what;
+        EXPECT_EQ(sheetOf(*plugin), sheet) << what;
+    }
+    std::vector<uint8_t> after;
+    plugin->getState(after);
+    EXPECT_EQ(xmlOf(after), xml);
+
+    // Bytes behind the compressed text are not read.
+    auto padded = good;
+    padded.insert(padded.end(), 100, uint8_t(0xab));
+    EXPECT_TRUE(plugin->setState(padded, {}));
+    EXPECT_EQ(plugin->getEngine()->getName(), "Keep");
+}
+
+TEST(HostState, RandomMutationsOfAValidBlockNeitherCrashNorCorruptThePlugin)
+{
+    auto plugin = makePlugin();
+    std::vector<uint8_t> good;
+    plugin->getState(good);
+    std::mt19937 random(20261123);
+    int loadedCount = 0;
+    for (int round = 0; round < 400; ++round)
+    {
+        auto bytes = good;
+        const int kind = int(random() % 4);
+        if (kind == 0) // flip a few bytes anywhere
+            for (int n = 0; n < 1 + int(random() % 4); ++n)
+                bytes[random() % bytes.size()] ^= uint8_t(1 + random() % 255);
+        else if (kind == 1) // truncate
+            bytes.resize(random() % bytes.size());
+        else if (kind == 2) // insert noise into the payload
+            bytes.insert(bytes.begin() + long(12 + random() % (bytes.size() - 12)),
+                         std::size_t(1 + random() % 64), uint8_t(random()));
+        else // damage the header only
+            bytes[random() % 12] = uint8_t(random());
+        loadedCount += plugin->setState(bytes, {}) ? 1 : 0;
+
+        // Whatever happened, the plug-in still describes a tree the same way it loads it.
+        std::vector<uint8_t> now;
+        plugin->getState(now);
+        ASSERT_GT(now.size(), 12u);
+        ASSERT_EQ(std::memcmp(now.data(), "QOR4", 4), 0);
+    }
+    EXPECT_TRUE(plugin->setState(good, {}));
+    EXPECT_NE(sheetOf(*plugin), nullptr);
+    EXPECT_GT(impulsePeak(*plugin), 1e-4f);
+    RecordProperty("loads that went through", loadedCount);
+}
