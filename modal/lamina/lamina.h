@@ -228,6 +228,8 @@ public:
 
         State& state;
         std::atomic<uint8_t> stop{0};
+        /** Set by the thread under the mutex once it runs. */
+        bool running = false;
         std::condition_variable wake;
         std::mutex lock;
         std::thread thread;

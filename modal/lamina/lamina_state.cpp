@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <future>
 
 namespace qor
 {
@@ -478,15 +477,9 @@ void Lamina::State::render(ProcessContext& context, uint32_t numSamples, float* 
 
 Lamina::State::ModeThread::ModeThread(State& owner) : state(owner)
 {
-    std::promise<void> started;
-    auto running = started.get_future();
-    thread = std::thread(
-        [this, &started]
-        {
-            started.set_value();
-            run();
-        });
-    running.wait();
+    std::unique_lock<std::mutex> l(lock);
+    thread = std::thread([this] { run(); });
+    wake.wait(l, [this] { return running; });
 }
 
 Lamina::State::ModeThread::~ModeThread()
@@ -511,6 +504,8 @@ void Lamina::State::ModeThread::request()
 void Lamina::State::ModeThread::run()
 {
     std::unique_lock<std::mutex> l(lock);
+    running = true;
+    wake.notify_all();
     for (;;)
     {
         // A predicate, so that a request made between two waits is not lost.
