@@ -264,10 +264,20 @@ int run(const juce::StringArray& args)
     if (element == nullptr)
         fail("the plug-in holds no element at /Lamina");
 
+    if (options.listPresets)
+    {
+        for (const auto& name : factoryPresetNames())
+            std::cout << name << "\n";
+        return 0;
+    }
     if (options.presetPath.isNotEmpty())
     {
-        const auto presetFile = juce::File::getCurrentWorkingDirectory().getChildFile(options.presetPath);
-        if (auto error = applyPresetFile(*element, presetFile); error.isNotEmpty())
+        auto* processing = dynamic_cast<ProcessingElement*>(element);
+        if (processing == nullptr)
+            fail("the element at /Lamina takes no presets");
+        if (auto error =
+                applyPreset(*processing, options.presetPath, juce::File::getCurrentWorkingDirectory());
+            error.isNotEmpty())
             fail(error);
     }
     for (const auto& [key, value] : options.settings)

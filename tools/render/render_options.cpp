@@ -155,6 +155,8 @@ ParseResult parseRenderOptions(const juce::StringArray& args)
         }
         else if (name == "--list-params")
             flag(o.listParameters);
+        else if (name == "--list-presets")
+            flag(o.listPresets);
         else if (name == "-q" || name == "--quiet")
             flag(o.quiet);
         else if (name.startsWith("-") && name != "-")
@@ -200,7 +202,8 @@ Usage: lamina-render [options] [INPUT]
   -o, --output FILE     Where to write; the format follows the extension (.wav, .aif/.aiff, .flac,
                         .ogg), 24-bit where the format has a bit depth. A name without extension
                         gets .wav. Default: INPUT-lamina.wav, lamina-demo.wav or lamina-ir.wav.
-      --preset FILE     Load a .preset file before rendering.
+      --preset PRESET   Load a preset before rendering: a .preset file, or a factory preset by
+                        name, e.g. "Classics/Studio Plate Short" (see --list-presets).
       --set Key=value   Set one parameter in its own units (repeatable; applied after --preset).
                         Numbers for real parameters, whole numbers or their labels for choices
                         (e.g. Quality), on/off for switches. See --list-params.
@@ -214,6 +217,7 @@ Usage: lamina-render [options] [INPUT]
                         stereo out.
       --list-params     Print every parameter: key, name, range, default and current value (after
                         --preset and --set), then exit.
+      --list-presets    Print the names of the factory presets, then exit.
   -q, --quiet           No progress bar and no summary.
   -h, --help            This text.
 

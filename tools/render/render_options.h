@@ -23,6 +23,7 @@ struct RenderOptions
     uint32_t blockSize = 512;
     std::optional<uint32_t> inputChannels;
     bool listParameters = false;
+    bool listPresets = false;
     bool showHelp = false;
     bool quiet = false;
 };

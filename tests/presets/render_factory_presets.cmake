@@ -1,0 +1,46 @@
+# Renders every factory preset through lamina-render (the demo phrase at 44.1 kHz with a short tail) and fails
+# on a render error (the renderer refuses NaN and infinite samples) or a peak above +24 dBFS.
+# cmake -DRENDERER=<lamina-render> -DWORK=<scratch folder> -P render_factory_presets.cmake
+file(REMOVE_RECURSE ${WORK})
+file(MAKE_DIRECTORY ${WORK})
+execute_process(COMMAND ${RENDERER} --list-presets
+    RESULT_VARIABLE status OUTPUT_VARIABLE listing ERROR_VARIABLE errors)
+if(NOT status EQUAL 0)
+    message(FATAL_ERROR "--list-presets failed (${status}): ${errors}")
+endif()
+string(REPLACE "\n" ";" names "${listing}")
+list(FILTER names EXCLUDE REGEX "^$")
+list(LENGTH names count)
+if(count LESS 40)
+    message(FATAL_ERROR "only ${count} factory presets listed:\n${listing}")
+endif()
+
+set(failures "")
+set(index 0)
+foreach(name IN LISTS names)
+    math(EXPR index "${index} + 1")
+    execute_process(COMMAND ${RENDERER} --preset ${name} --sample-rate 44100 --tail 0.5 -o ${WORK}/${index}.wav
+        WORKING_DIRECTORY ${WORK}
+        RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE errors)
+    if(NOT status EQUAL 0)
+        list(APPEND failures "${name}: exit ${status}: ${errors}")
+        continue()
+    endif()
+    if(NOT output MATCHES "peak (-?[0-9.]+) dBFS")
+        list(APPEND failures "${name}: no peak in the summary: ${output}")
+        continue()
+    endif()
+    set(peak ${CMAKE_MATCH_1})
+    if(peak GREATER 24)
+        list(APPEND failures "${name}: peak ${peak} dBFS")
+    endif()
+    message(STATUS "${name}: peak ${peak} dBFS")
+    file(REMOVE ${WORK}/${index}.wav)
+endforeach()
+file(REMOVE_RECURSE ${WORK})
+
+if(failures)
+    string(REPLACE ";" "\n" text "${failures}")
+    message(FATAL_ERROR "factory presets that failed to render:\n${text}")
+endif()
+message(STATUS "${count} factory presets rendered")
