@@ -106,7 +106,7 @@ class BasicProcessingElement : public ProcessingElement
 public:
     using ProcessingElement::ProcessingElement;
 
-    void setOffline(bool offline) override { isOffline = offline; }
+    void setOffline(bool offline) override { isOffline.store(offline, std::memory_order_relaxed); }
     int32_t getNumOutputBuses() const override { return 1; }
     ChannelInfo getChannelInfo() const override { return {1, true}; }
     void setOutputBus(uint32_t index, AudioBus* bus) override;
@@ -121,7 +121,7 @@ public:
     void setChannelCounts(uint32_t inputs, uint32_t outputs);
     uint32_t getNumInputChannels() const { return numInputChannels; }
     uint32_t getNumOutputChannels() const { return numOutputChannels; }
-    bool getOffline() const { return isOffline; }
+    bool getOffline() const { return isOffline.load(std::memory_order_relaxed); }
     AudioBus* getMainBus() const { return mainBus; }
 
     /** Channel count of a bus layout code. */
@@ -135,7 +135,7 @@ protected:
     uint32_t numOutputChannels = 2;
     bool inputsSet = false;
     bool outputsSet = false;
-    bool isOffline = false;
+    std::atomic<bool> isOffline{false}; // set by the host side, read by the audio and mode threads
 };
 
 } // namespace qor
