@@ -36,8 +36,10 @@ HostParameter::HostParameter(Plugin& owner, uint32_t slotIndex, const juce::Stri
 
 void HostParameter::setValue(float newValue)
 {
-    value.store(newValue, std::memory_order_relaxed);
-    if (!pushingToHost && write)
+    // Hosts send back what they were told (after a state load, say): mapping such a value again could move
+    // the real value by a rounding step and rebuild the modes for nothing.
+    const float old = value.exchange(newValue, std::memory_order_relaxed);
+    if (!pushingToHost && write && newValue != old)
         write(slot, newValue);
 }
 

@@ -192,28 +192,27 @@ std::string laminaXml(const juce::MemoryBlock& state)
     };
     if (auto direct = fromBlock(state.getData(), state.getSize()); !direct.empty())
         return direct;
-    // VST3 host states and LV2 state strings hold the block in JUCE's base-64 form, "<size>.<digits>".
+    // Hosts keep the block in JUCE's base-64 form ("<size>.<digits>"): VST3 as the text of an element of the
+    // host's XML, LV2 as a quoted literal of the state's Turtle.
+    juce::StringArray candidates;
+    if (auto xml = juce::AudioProcessor::getXmlFromBinary(state.getData(), int(state.getSize())))
+        for (auto* child : xml->getChildIterator())
+            candidates.add(child->getAllSubText());
     const auto text = state.toString();
-    for (int start = 0; start < text.length();)
+    for (int quote = text.indexOfChar('"'); quote >= 0;)
     {
-        const int dot = text.indexOfChar(start, '.');
-        if (dot < 0)
+        const int close = text.indexOfChar(quote + 1, '"');
+        if (close < 0)
             break;
-        int numberStart = dot;
-        while (numberStart > 0 && juce::CharacterFunctions::isDigit(text[numberStart - 1]))
-            --numberStart;
-        int end = dot + 1;
-        while (end < text.length() &&
-               (juce::CharacterFunctions::isLetterOrDigit(text[end]) || text[end] == '+' || text[end] == '/'))
-            ++end;
-        if (numberStart < dot && end - dot > 16)
-        {
-            juce::MemoryBlock decoded;
-            if (decoded.fromBase64Encoding(text.substring(numberStart, end)))
-                if (auto inner = fromBlock(decoded.getData(), decoded.getSize()); !inner.empty())
-                    return inner;
-        }
-        start = end > dot ? end : dot + 1;
+        candidates.add(text.substring(quote + 1, close));
+        quote = text.indexOfChar(close + 1, '"');
+    }
+    for (const auto& candidate : candidates)
+    {
+        juce::MemoryBlock decoded;
+        if (candidate.containsChar('.') && decoded.fromBase64Encoding(candidate.trim()))
+            if (auto inner = fromBlock(decoded.getData(), decoded.getSize()); !inner.empty())
+                return inner;
     }
     return {};
 }
@@ -236,7 +235,9 @@ TEST_P(HostTest, ListsTwentyFiveSlotsAndTheMasterBypassWithNamesRangesAndDefault
         if (p == nullptr)
             continue;
         ++slotsSeen;
-        if (auto* withId = dynamic_cast<juce::HostedAudioProcessorParameter*>(p))
+        // VST3 ids are numbers (hashes of ours); LV2 keeps the key in the parameter's URI.
+        if (auto* withId = dynamic_cast<juce::HostedAudioProcessorParameter*>(p);
+            withId && GetParam() == Format::lv2)
             EXPECT_TRUE(withId->getParameterID().contains(slotKeys[i]))
                 << withId->getParameterID() << " for " << slotKeys[i];
     }
@@ -318,7 +319,8 @@ TEST_P(HostTest, SavedStateRestoresIntoASecondInstanceThatSavesTheSameXmlAndSoun
     for (auto [name, value] : settings)
         if (auto* p = parameterNamed(*first, name))
             p->setValueNotifyingHost(value);
-    render(*first, 2); // the host's writes reach the plug-in with a block
+    // The host's writes reach the plug-in with a block; the rebuild they ask for waits out a 50 ms hold-off.
+    render(*first, 10);
 
     juce::MemoryBlock state;
     first->getStateInformation(state);
@@ -330,7 +332,6 @@ TEST_P(HostTest, SavedStateRestoresIntoASecondInstanceThatSavesTheSameXmlAndSoun
     juce::MemoryBlock secondState;
     second->getStateInformation(secondState);
     EXPECT_EQ(laminaXml(secondState), xml);
-    EXPECT_NEAR(parameterNamed(*second, "Decay")->getValue(), 0.4f, 1e-4f) << "the host sees restored values";
 
     // The first instance rings on from its earlier blocks: start both from rest.
     first->reset();
@@ -348,6 +349,13 @@ TEST_P(HostTest, SavedStateRestoresIntoASecondInstanceThatSavesTheSameXmlAndSoun
             difference = std::max(difference, double(std::abs(a[size_t(c)][i] - b[size_t(c)][i])));
         }
     EXPECT_GT(peak, 1e-3);
+
+    // Some formats tell the host of restored values along with a block; a host that then wrote back stale
+    // values would show here as a changed state.
+    render(*second, 2);
+    EXPECT_NEAR(parameterNamed(*second, "Decay")->getValue(), 0.4f, 1e-4f) << "the host sees restored values";
+    second->getStateInformation(secondState);
+    EXPECT_EQ(laminaXml(secondState), xml);
     EXPECT_LT(difference, 1e-4 * peak) << "beyond the summation-order noise of the bank";
 }
 
