@@ -188,6 +188,9 @@ std::vector<std::vector<float>> renderPreset(const VirtualFile& file, double sec
     lamina.syncParameters(lamina.getControlState());
     ProcessContext context;
     context.sampleRate = static_cast<float>(rate);
+    // Offline, so that each rebuild of the modes is taken over in the block that asks for it: rendered faster
+    // than real time, a live hand-over could land after the input has stopped and clear the tail.
+    context.timeInfo.isOffline = true;
     context.scratch.reserve(1 << 20);
     context.scratch2.reserve(1 << 16);
     lamina.prepare(rate, block);
