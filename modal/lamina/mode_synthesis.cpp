@@ -265,7 +265,15 @@ void loadBank(IModalBank& bank, const LaminaModeTable& table, const LoadBankSett
     }
     const float normIn = std::sqrt(sumIn / static_cast<float>(numInputs));
     const float normOut = std::sqrt(sumOut / static_cast<float>(numOutputs));
-    const bool useEQ = settings.enableEQ && settings.eqTable != nullptr;
+    bool useEQ = settings.enableEQ && settings.eqTable != nullptr;
+    if (useEQ)
+    {
+        // A flat 0 dB curve reads 0 everywhere and gives a factor of exactly 1: skip the per-mode look-up.
+        bool flat = true;
+        for (int i = 0; i < MonotoneCubicTable::size; ++i)
+            flat = flat && settings.eqTable->value(i) == 0.0f && settings.eqTable->tangent(i) == 0.0f;
+        useEQ = !flat;
+    }
 
     for (uint32_t k = 0; k < count; ++k)
     {
