@@ -37,6 +37,9 @@ ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, 
                                        double /*sampleRate*/)
     : modesPerBank(modesPerBank_), numOutputs(numOutputs), maxModes(maxModes_)
 {
+    jobSizeIsPowerOfTwo = modesPerBank != 0 && (modesPerBank & (modesPerBank - 1)) == 0;
+    while (jobSizeIsPowerOfTwo && (size_t{1} << bankShift) < modesPerBank)
+        ++bankShift;
     const size_t numBanks = (maxModes + modesPerBank - 1) / modesPerBank;
     banks.reserve(numBanks);
     for (size_t i = 0; i < numBanks; ++i)
@@ -115,19 +118,29 @@ void ModalBankMultiCore::setNumModes(uint32_t count)
     }
 }
 
+std::pair<size_t, uint32_t> ModalBankMultiCore::locate(uint32_t mode) const
+{
+    if (jobSizeIsPowerOfTwo)
+        return {mode >> bankShift, mode & static_cast<uint32_t>(modesPerBank - 1)};
+    return {mode / modesPerBank, static_cast<uint32_t>(mode % modesPerBank)};
+}
+
 void ModalBankMultiCore::setModeCoefficients(uint32_t mode, const double* cs)
 {
-    banks[mode / modesPerBank]->setModeCoefficients(static_cast<uint32_t>(mode % modesPerBank), cs);
+    const auto split = locate(mode);
+    banks[split.first]->setModeCoefficients(split.second, cs);
 }
 
 void ModalBankMultiCore::setInputGain(uint32_t mode, uint32_t channel, double gain)
 {
-    banks[mode / modesPerBank]->setInputGain(static_cast<uint32_t>(mode % modesPerBank), channel, gain);
+    const auto split = locate(mode);
+    banks[split.first]->setInputGain(split.second, channel, gain);
 }
 
 void ModalBankMultiCore::setOutputGain(uint32_t mode, uint32_t channel, double gain)
 {
-    banks[mode / modesPerBank]->setOutputGain(static_cast<uint32_t>(mode % modesPerBank), channel, gain);
+    const auto split = locate(mode);
+    banks[split.first]->setOutputGain(split.second, channel, gain);
 }
 
 void ModalBankMultiCore::clear()

@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace qor
@@ -81,6 +82,11 @@ private:
     std::condition_variable wakeCondition;
     std::mutex wakeMutex;
     size_t modesPerBank;
+    // The setters run for every mode on each table load: a shift and a mask stand in for the division when
+    // the job size is a power of two (128 here).
+    std::pair<size_t, uint32_t> locate(uint32_t mode) const;
+    uint32_t bankShift = 0;
+    bool jobSizeIsPowerOfTwo = false;
     std::atomic<bool> exiting{false};
     size_t numActiveBanks = 0;
     size_t numOutputs;
