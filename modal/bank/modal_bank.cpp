@@ -11,6 +11,22 @@ namespace qor
 
 namespace
 {
+/** The member of a family for the channel counts. Compiled here, in baseline code: it only calls the members'
+    constructors, which live in each family's own translation unit. */
+template <template <uint32_t, uint32_t> class Processor>
+IModalBank* createMember(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+{
+    if (numInputs == 1 && numOutputs == 1)
+        return new Processor<1, 1>(maxModes);
+    if (numInputs == 1 && numOutputs == 2)
+        return new Processor<1, 2>(maxModes);
+    if (numInputs == 2 && numOutputs == 1)
+        return new Processor<2, 1>(maxModes);
+    if (numInputs == 2 && numOutputs == 2)
+        return new Processor<2, 2>(maxModes);
+    return nullptr;
+}
+
 IModalBank* createBestProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
 {
     if (juce::SystemStats::hasAVX2())
@@ -21,6 +37,21 @@ IModalBank* createBestProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_
     return modalbank::scalar::createProcessor(numInputs, numOutputs, maxModes);
 }
 } // namespace
+
+IModalBank* modalbank::scalar::createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+{
+    return createMember<Processor>(numInputs, numOutputs, maxModes);
+}
+
+IModalBank* modalbank::avx::createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+{
+    return createMember<Processor>(numInputs, numOutputs, maxModes);
+}
+
+IModalBank* modalbank::avx2::createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+{
+    return createMember<Processor>(numInputs, numOutputs, maxModes);
+}
 
 ModalBank::ModalBank(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
     : processor(createBestProcessor(numInputs, numOutputs, maxModes))

@@ -43,17 +43,4 @@ template class Processor<1, 2>;
 template class Processor<2, 1>;
 template class Processor<2, 2>;
 
-IModalBank* createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
-{
-    if (numInputs == 1 && numOutputs == 1)
-        return new Processor<1, 1>(maxModes);
-    if (numInputs == 1 && numOutputs == 2)
-        return new Processor<1, 2>(maxModes);
-    if (numInputs == 2 && numOutputs == 1)
-        return new Processor<2, 1>(maxModes);
-    if (numInputs == 2 && numOutputs == 2)
-        return new Processor<2, 2>(maxModes);
-    return nullptr;
-}
-
 } // namespace qor::modalbank::avx2
