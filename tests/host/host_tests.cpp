@@ -1,6 +1,8 @@
 // The built VST3 and LV2 bundles loaded through JUCE's plug-in hosting, as a DAW would load them: the
 // parameter list, an impulse that rings, automation mid-stream, and a saved state restored into a second
 // instance.
+#include "tests/support/host_slots.h"
+
 #include <juce_audio_processors/juce_audio_processors.h>
 #include <juce_events/juce_events.h>
 
@@ -13,57 +15,6 @@ namespace
 {
 constexpr double rate = 48000.0;
 constexpr int blockSize = 512;
-
-const char* const slotKeys[25] = {"Decay",
-                                  "Mix",
-                                  "LowCutGain",
-                                  "Material",
-                                  "Area",
-                                  "AspectRatio",
-                                  "Tension",
-                                  "Gain",
-                                  "StereoWidth",
-                                  "EnablePorousDamp",
-                                  "PorousFreq",
-                                  "EnableViscousDamp",
-                                  "ThermalDampMult",
-                                  "ThermalFreqMult",
-                                  "EnableRadiationDamp",
-                                  "RadiationMult",
-                                  "RadiationFreqMult",
-                                  "EnableBandDamp",
-                                  "PreDelay",
-                                  "Anisotropy",
-                                  "Modulation",
-                                  "Drive",
-                                  "EnableLowcut",
-                                  "LowCutFreq",
-                                  "EnableEQ"};
-const char* const slotNames[25] = {"Decay",
-                                   "Mix",
-                                   "Lowcut Gain",
-                                   "Material",
-                                   "Area",
-                                   "Aspect Ratio",
-                                   "Tension",
-                                   "Reverb Gain",
-                                   "Stereo Width",
-                                   "Enable Damper",
-                                   "Damper Freq",
-                                   "Enable Friction Damp",
-                                   "Friction Damp Mult",
-                                   "Friction Freq Mult",
-                                   "Enable Air Damp",
-                                   "Air Damp Mult",
-                                   "Air Freq Mult",
-                                   "Enable Band Decay",
-                                   "Pre Delay",
-                                   "Anisotropy",
-                                   "Modulation",
-                                   "Drive",
-                                   "Enable Lowcut",
-                                   "Lowcut Freq",
-                                   "Enable EQ"};
 
 enum class Format
 {
@@ -231,15 +182,15 @@ TEST_P(HostTest, ListsTwentyFiveSlotsAndTheMasterBypassWithNamesRangesAndDefault
     int slotsSeen = 0;
     for (int i = 0; i < 25; ++i)
     {
-        auto* p = parameterNamed(*plugin, slotNames[i]);
+        auto* p = parameterNamed(*plugin, qor::test::hostSlotNames[i]);
         if (p == nullptr)
             continue;
         ++slotsSeen;
         // VST3 ids are numbers (hashes of ours); LV2 keeps the key in the parameter's URI.
         if (auto* withId = dynamic_cast<juce::HostedAudioProcessorParameter*>(p);
             withId && GetParam() == Format::lv2)
-            EXPECT_TRUE(withId->getParameterID().contains(slotKeys[i]))
-                << withId->getParameterID() << " for " << slotKeys[i];
+            EXPECT_TRUE(withId->getParameterID().contains(qor::test::hostSlotKeys[i]))
+                << withId->getParameterID() << " for " << qor::test::hostSlotKeys[i];
     }
     EXPECT_EQ(slotsSeen, 25);
     EXPECT_GE(parameters.size(), 26);

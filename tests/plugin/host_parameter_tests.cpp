@@ -2,6 +2,7 @@
 // gestures, bad indices, and slots that lose or change their target.
 #include "engine/engine_proxy.h"
 #include "plugin/lamina_plugin.h"
+#include "tests/support/host_slots.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
@@ -75,34 +76,9 @@ TEST(HostParameters, TwentyFiveSlotsInOrderWithDisplayNamesKindsAndRanges)
     ASSERT_EQ(plugin->getNumParameters(), 25u);
     REQUIRE_REAL_SHEET(*plugin);
 
-    const char* expectedNames[25] = {"Decay",
-                                     "Mix",
-                                     "Lowcut Gain",
-                                     "Material",
-                                     "Area",
-                                     "Aspect Ratio",
-                                     "Tension",
-                                     "Reverb Gain",
-                                     "Stereo Width",
-                                     "Enable Damper",
-                                     "Damper Freq",
-                                     "Enable Friction Damp",
-                                     "Friction Damp Mult",
-                                     "Friction Freq Mult",
-                                     "Enable Air Damp",
-                                     "Air Damp Mult",
-                                     "Air Freq Mult",
-                                     "Enable Band Decay",
-                                     "Pre Delay",
-                                     "Anisotropy",
-                                     "Modulation",
-                                     "Drive",
-                                     "Enable Lowcut",
-                                     "Lowcut Freq",
-                                     "Enable EQ"};
     for (uint32_t i = 0; i < 25; ++i)
     {
-        EXPECT_EQ(plugin->getParameterName(i), expectedNames[i]) << "slot " << i;
+        EXPECT_EQ(plugin->getParameterName(i), qor::test::hostSlotNames[i]) << "slot " << i;
         const auto key = LaminaPlugin::hostParameterNames()[i];
         const int32_t expectedType = key == "Material" ? 1 : key.startsWith("Enable") ? 2 : 0;
         EXPECT_EQ(plugin->getParameterType(i), expectedType) << key;
