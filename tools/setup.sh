@@ -9,7 +9,7 @@ packages=(
     libfreetype-dev libfontconfig1-dev libx11-dev libxrandr-dev libxinerama-dev libxcursor-dev libxext-dev
     libxcomposite-dev libasound2-dev libjack-jackd2-dev libgl-dev
     fonts-dejavu-core
-    jalv jackd2 lilv-utils xvfb xdotool imagemagick
+    jalv jackd2 lilv-utils sordi serdi xvfb xdotool imagemagick
 )
 if [[ "${1:-}" == "--test-extras" ]]; then
     packages+=(clang-format valgrind)

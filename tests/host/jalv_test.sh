@@ -75,7 +75,7 @@ grep -q "Plugin:.*$uri" "$work/jalv.log" || fail "jalv did not instantiate $uri"
 for key in Decay Mix LowCutGain Material Area AspectRatio Tension Gain StereoWidth EnablePorousDamp PorousFreq \
     EnableViscousDamp ThermalDampMult ThermalFreqMult EnableRadiationDamp RadiationMult RadiationFreqMult \
     EnableBandDamp PreDelay Anisotropy Modulation Drive EnableLowcut LowCutFreq EnableEQ bypass; do
-    grep -q "_$key = " "$work/jalv.log" || fail "control $key is not listed"
+    grep -q "^[> ]*$key = " "$work/jalv.log" || fail "control $key is not listed"
 done
 if grep -qiE "error|failed|unknown|segmentation|abort" "$work/jalv.log"; then
     fail "jalv reported a problem"
