@@ -92,10 +92,10 @@ juce::AudioProcessorParameter* parameterNamed(juce::AudioPluginInstance& plugin,
     return nullptr;
 }
 
-/** Renders `blocks` blocks with an impulse on the left input at the first sample, calling `beforeBlock(b)`.
- */
+/** Renders `blocks` blocks with an impulse on the left input at the first sample (or silence), calling
+    `beforeBlock(b)`. */
 std::vector<std::vector<float>> render(juce::AudioPluginInstance& plugin, int blocks,
-                                       const std::function<void(int)>& beforeBlock = {})
+                                       const std::function<void(int)>& beforeBlock = {}, bool impulse = true)
 {
     std::vector<std::vector<float>> out(2);
     juce::AudioBuffer<float> buffer(2, blockSize);
@@ -105,7 +105,7 @@ std::vector<std::vector<float>> render(juce::AudioPluginInstance& plugin, int bl
         if (beforeBlock)
             beforeBlock(b);
         buffer.clear();
-        if (b == 0)
+        if (b == 0 && impulse)
             buffer.setSample(0, 0, 1.0f);
         plugin.processBlock(buffer, midi);
         for (int c = 0; c < 2; ++c)
@@ -189,8 +189,10 @@ TEST_P(HostTest, ListsTwentyFiveSlotsAndTheMasterBypassWithNamesRangesAndDefault
         // VST3 ids are numbers (hashes of ours); LV2 keeps the key in the parameter's URI.
         if (auto* withId = dynamic_cast<juce::HostedAudioProcessorParameter*>(p);
             withId && GetParam() == Format::lv2)
+        {
             EXPECT_TRUE(withId->getParameterID().contains(qor::test::hostSlotKeys[i]))
                 << withId->getParameterID() << " for " << qor::test::hostSlotKeys[i];
+        }
     }
     EXPECT_EQ(slotsSeen, 25);
     EXPECT_GE(parameters.size(), 26);
@@ -308,6 +310,62 @@ TEST_P(HostTest, SavedStateRestoresIntoASecondInstanceThatSavesTheSameXmlAndSoun
     second->getStateInformation(secondState);
     EXPECT_EQ(laminaXml(secondState), xml);
     EXPECT_LT(difference, 1e-4 * peak) << "beyond the summation-order noise of the bank";
+}
+
+TEST_P(HostTest, AnOlderStateRestoredOverValuesTheHostSetShowsAndSoundsAsSaved)
+{
+    auto plugin = hosting().load(GetParam());
+    ASSERT_NE(plugin, nullptr);
+    const char* names[] = {"Decay", "Mix", "Material", "Enable EQ"};
+    std::vector<juce::AudioProcessorParameter*> parameters;
+    for (auto* name : names)
+        parameters.push_back(parameterNamed(*plugin, name));
+    ASSERT_EQ(std::count(parameters.begin(), parameters.end(), nullptr), 0);
+    auto set = [&](const char* decay, float mix, float material, float eq)
+    {
+        parameters[0]->setValueNotifyingHost(parameters[0]->getValueForText(decay));
+        parameters[1]->setValueNotifyingHost(mix);
+        parameters[2]->setValueNotifyingHost(material);
+        parameters[3]->setValueNotifyingHost(eq);
+    };
+    // The wet tail alone (Mix 1) from 0.2 to 0.6 s after the impulse; the host's writes reach the plug-in
+    // with a block.
+    auto tail = [&]
+    {
+        plugin->reset();
+        const auto out = render(*plugin, 60);
+        return rms(out[1], std::size_t(0.2 * rate), std::size_t(0.6 * rate));
+    };
+
+    // A new material rebuilds the modes after a hold-off; the blocks after a change wait for the new table.
+    // Without the random perturbation and the modulation, two builds of one table are the same.
+    constexpr int settle = 30;
+    parameterNamed(*plugin, "Anisotropy")->setValueNotifyingHost(0.0f);
+    parameterNamed(*plugin, "Modulation")->setValueNotifyingHost(0.0f);
+    set("0.5", 1.0f, 0.5f, 0.0f);
+    render(*plugin, settle, {}, false);
+    std::vector<float> saved;
+    for (auto* p : parameters)
+        saved.push_back(p->getValue());
+    const auto savedTail = tail();
+    juce::MemoryBlock older;
+    plugin->getStateInformation(older);
+
+    set("8", 1.0f, 1.0f, 1.0f);
+    render(*plugin, settle, {}, false);
+    const auto laterTail = tail();
+    EXPECT_GT(laterTail, 3.0 * savedTail) << "an 8 s decay rings longer than 0.5 s";
+
+    plugin->setStateInformation(older.getData(), int(older.getSize()));
+    // LV2 carries parameter values from the plug-in to the host only in run(): a host learns restored values
+    // with the next block (the README's LV2 notes).
+    if (GetParam() == Format::lv2)
+        render(*plugin, 1, {}, false);
+    for (std::size_t i = 0; i < parameters.size(); ++i)
+        EXPECT_NEAR(parameters[i]->getValue(), saved[i], 1e-6f) << names[i] << " as the host shows it";
+    EXPECT_NEAR(tail(), savedTail, 0.05 * savedTail) << "the restored decay";
+    for (std::size_t i = 0; i < parameters.size(); ++i)
+        EXPECT_NEAR(parameters[i]->getValue(), saved[i], 1e-6f) << names[i] << " after the plug-in ran";
 }
 
 INSTANTIATE_TEST_SUITE_P(Formats, HostTest, testing::Values(Format::vst3, Format::lv2), formatName);
