@@ -1,11 +1,14 @@
 // lamina-render: drives LaminaPlugin offline through the calling order of a host and writes the result.
 #include "engine/element.h"
 #include "engine/process_context.h"
+#include "engine/processing_element.h"
 #include "plugin/lamina_plugin.h"
 #include "tools/render/demo_signal.h"
+#include "tools/render/render_decay.h"
 #include "tools/render/render_options.h"
 #include "tools/render/render_parameters.h"
 #include "tools/render/render_preset.h"
+#include "tools/render/render_source.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
 
@@ -13,6 +16,7 @@
 #include <cmath>
 #include <csignal>
 #include <iostream>
+#include <map>
 #include <memory>
 #include <unistd.h>
 
@@ -29,7 +33,7 @@ constexpr int outputChannels = 2;
 
 std::atomic<bool> interrupted{false};
 
-/** A failure that ends the program with a message and a status. */
+/** A failure that ends the render (or the program) with a message and a status. */
 struct Failure
 {
     juce::String message;
@@ -41,122 +45,27 @@ struct Failure
     throw Failure{message, status};
 }
 
+void warn(const juce::String& message)
+{
+    std::cerr << "lamina-render: warning: " << message << "\n";
+}
+
 juce::String secondsText(double seconds)
 {
     return juce::String(seconds, 2) + " s";
 }
 
-/** The input as the plug-in will see it: samples at the render rate, in one or two channels. */
-struct Source
-{
-    juce::AudioBuffer<float> audio;
-    double sampleRate = defaultSampleRate;
-    juce::String description;
-};
-
-juce::AudioBuffer<float> resample(const juce::AudioBuffer<float>& in, double fromRate, double toRate)
-{
-    const double ratio = fromRate / toRate;
-    const int latency =
-        static_cast<int>(std::lround(juce::WindowedSincInterpolator::getBaseLatency() / ratio));
-    const int outLength = static_cast<int>(std::ceil(in.getNumSamples() / ratio));
-    // Zeros behind the input let the interpolator run past its end while the latency is taken off the front.
-    const int padded = in.getNumSamples() + static_cast<int>(std::ceil((latency + 64) * ratio)) + 256;
-    juce::AudioBuffer<float> source(in.getNumChannels(), padded);
-    source.clear();
-    juce::AudioBuffer<float> out(in.getNumChannels(), outLength);
-    std::vector<float> scratch(static_cast<std::size_t>(outLength + latency));
-    for (int c = 0; c < in.getNumChannels(); ++c)
-    {
-        source.copyFrom(c, 0, in, c, 0, in.getNumSamples());
-        juce::WindowedSincInterpolator interpolator;
-        interpolator.process(ratio, source.getReadPointer(c), scratch.data(), outLength + latency);
-        out.copyFrom(c, 0, scratch.data() + latency, outLength);
-    }
-    return out;
-}
-
-Source loadInput(const RenderOptions& options, juce::AudioFormatManager& formats)
-{
-    Source source;
-    const int wantedChannels = static_cast<int>(options.inputChannels.value_or(2));
-    if (options.impulseResponse)
-    {
-        source.sampleRate = options.sampleRate.value_or(defaultSampleRate);
-        source.audio = makeImpulse(wantedChannels, 1);
-        source.description = "unit impulse";
-        return source;
-    }
-    if (options.inputPath.isEmpty())
-    {
-        source.sampleRate = options.sampleRate.value_or(defaultSampleRate);
-        source.audio = makeDemoSignal(source.sampleRate, wantedChannels);
-        source.description = "built-in demo phrase";
-        return source;
-    }
-
-    const auto file = juce::File::getCurrentWorkingDirectory().getChildFile(options.inputPath);
-    if (file.isDirectory())
-        fail("input '" + options.inputPath + "' is a folder, not an audio file");
-    if (!file.existsAsFile())
-        fail("input file not found: " + file.getFullPathName());
-    std::unique_ptr<juce::AudioFormatReader> reader(formats.createReaderFor(file));
-    if (reader == nullptr)
-        fail("cannot read '" + file.getFullPathName() +
-             "': not a WAV, AIFF, FLAC or Ogg Vorbis file, or damaged");
-    if (reader->numChannels < 1 || reader->numChannels > 2)
-        fail("'" + file.getFileName() + "' has " + juce::String(reader->numChannels) +
-             " channels; the reverb takes mono or stereo input");
-    if (reader->lengthInSamples <= 0)
-        fail("'" + file.getFileName() + "' holds no audio");
-    if (reader->lengthInSamples > std::numeric_limits<int>::max() / 2 || reader->sampleRate <= 0.0)
-        fail("'" + file.getFileName() + "' is too long or has no valid sample rate");
-
-    const int length = static_cast<int>(reader->lengthInSamples);
-    juce::AudioBuffer<float> audio(static_cast<int>(reader->numChannels), length);
-    if (!reader->read(&audio, 0, length, 0, true, true))
-        fail("reading '" + file.getFullPathName() + "' failed part-way");
-
-    // --channels converts a file as it does the demo: mix stereo down, or duplicate mono.
-    if (options.inputChannels && wantedChannels != audio.getNumChannels())
-    {
-        juce::AudioBuffer<float> converted(wantedChannels, length);
-        if (wantedChannels == 1)
-        {
-            converted.copyFrom(0, 0, audio, 0, 0, length);
-            converted.addFrom(0, 0, audio, 1, 0, length);
-            converted.applyGain(0.5f);
-        }
-        else
-            for (int c = 0; c < 2; ++c)
-                converted.copyFrom(c, 0, audio, 0, 0, length);
-        audio = std::move(converted);
-    }
-
-    source.sampleRate = reader->sampleRate;
-    source.description = file.getFileName() + " (" + reader->getFormatName() + ", " +
-                         juce::String(static_cast<int>(reader->sampleRate)) + " Hz, " +
-                         juce::String(reader->numChannels) + " ch)";
-    if (options.sampleRate && static_cast<double>(*options.sampleRate) != reader->sampleRate)
-    {
-        audio = resample(audio, reader->sampleRate, *options.sampleRate);
-        source.sampleRate = *options.sampleRate;
-        source.description << ", resampled to " << juce::String(*options.sampleRate) << " Hz";
-    }
-    source.audio = std::move(audio);
-    return source;
-}
-
-/** The writer's format for the file's extension, with its bit depth and quality option. */
+/** The writer's format for the file's extension, with its sample format and quality option. */
 struct OutputFormat
 {
     std::unique_ptr<juce::AudioFormat> format;
     int bitsPerSample = 24;
+    bool isFloat = false;
     int qualityIndex = 0;
     juce::String label;
 };
 
-OutputFormat outputFormatFor(const juce::File& file)
+OutputFormat outputFormatFor(const juce::File& file, std::optional<SampleDepth> depth)
 {
     OutputFormat out;
     const auto extension = file.getFileExtension().toLowerCase();
@@ -168,15 +77,34 @@ OutputFormat outputFormatFor(const juce::File& file)
         out.format = std::make_unique<juce::FlacAudioFormat>();
     else if (extension == ".ogg")
     {
+        if (depth)
+            fail("--bits does not apply to Ogg Vorbis, which stores no sample format", exitUsage);
         out.format = std::make_unique<juce::OggVorbisAudioFormat>();
         out.bitsPerSample = 16;
         out.qualityIndex = juce::jmax(0, out.format->getQualityOptions().size() * 3 / 4);
+        out.label = out.format->getFormatName();
+        return out;
     }
     else
         fail("cannot write '" + extension + "' files; use .wav, .aif, .aiff, .flac or .ogg", exitUsage);
-    out.label = out.format->getFormatName();
-    if (extension != ".ogg")
-        out.label = "24-bit " + out.label;
+
+    switch (depth.value_or(SampleDepth::int24))
+    {
+    case SampleDepth::int16:
+        out.bitsPerSample = 16;
+        break;
+    case SampleDepth::int24:
+        out.bitsPerSample = 24;
+        break;
+    case SampleDepth::float32:
+        if (extension != ".wav")
+            fail("--bits 32f writes .wav files only; " + extension + " takes 16 or 24", exitUsage);
+        out.bitsPerSample = 32;
+        out.isFloat = true;
+        break;
+    }
+    out.label = juce::String(out.bitsPerSample) + "-bit " + (out.isFloat ? "float " : "") +
+                out.format->getFormatName();
     return out;
 }
 
@@ -245,34 +173,29 @@ void handleInterrupt(int)
     interrupted.store(true);
 }
 
-int run(const juce::StringArray& args)
+/** The plug-in of one render, with the preset and the settings of the command line applied. */
+struct ConfiguredPlugin
 {
-    auto parsed = parseRenderOptions(args);
-    if (!parsed.ok())
-        fail(parsed.error + " (see --help)", exitUsage);
-    const auto& options = parsed.options;
-    if (options.showHelp)
-    {
-        std::cout << renderUsage();
-        return 0;
-    }
+    std::unique_ptr<Plugin> plugin;
+    Element* element = nullptr;
+};
 
-    std::unique_ptr<Plugin> plugin(
-        LaminaPluginFactory::instance().create(static_cast<int32_t>(PluginFormat::offline)));
-    auto* lamina = dynamic_cast<LaminaPlugin*>(plugin.get());
-    auto* element = lamina != nullptr ? lamina->getEngine()->findElement("/Lamina") : nullptr;
-    if (element == nullptr)
+ConfiguredPlugin makePlugin()
+{
+    ConfiguredPlugin made;
+    made.plugin.reset(LaminaPluginFactory::instance().create(static_cast<int32_t>(PluginFormat::offline)));
+    auto* lamina = dynamic_cast<LaminaPlugin*>(made.plugin.get());
+    made.element = lamina != nullptr ? lamina->getEngine()->findElement("/Lamina") : nullptr;
+    if (made.element == nullptr)
         fail("the plug-in holds no element at /Lamina");
+    return made;
+}
 
-    if (options.listPresets)
-    {
-        for (const auto& name : factoryPresetNames())
-            std::cout << name << "\n";
-        return 0;
-    }
+void configure(ConfiguredPlugin& made, const RenderOptions& options)
+{
     if (options.presetPath.isNotEmpty())
     {
-        auto* processing = dynamic_cast<ProcessingElement*>(element);
+        auto* processing = dynamic_cast<ProcessingElement*>(made.element);
         if (processing == nullptr)
             fail("the element at /Lamina takes no presets");
         if (auto error =
@@ -281,21 +204,40 @@ int run(const juce::StringArray& args)
             fail(error);
     }
     for (const auto& [key, value] : options.settings)
-        if (auto error = applySetting(*element, key, value); error.isNotEmpty())
+        if (auto error = applySetting(*made.element, key, value); error.isNotEmpty())
             fail(error, exitUsage);
+}
 
-    if (options.listParameters)
-    {
-        std::cout << describeParameters(*element);
-        return 0;
-    }
+std::unique_ptr<RenderSource> makeSource(const RenderOptions& options, std::size_t index,
+                                         juce::AudioFormatManager& formats)
+{
+    const int channels = static_cast<int>(options.inputChannels.value_or(2));
+    const double rate = options.sampleRate.value_or(defaultSampleRate);
+    if (options.impulseResponse)
+        return makeBufferSource(makeImpulse(channels, 1), rate, "a unit impulse");
+    if (options.inputPaths.empty())
+        return makeBufferSource(makeDemoSignal(rate, channels), rate, "the built-in demo phrase");
 
-    juce::AudioFormatManager formats;
-    formats.registerBasicFormats();
-    const auto source = loadInput(options, formats);
+    juce::String error;
+    std::optional<int> wantedChannels;
+    if (options.inputChannels)
+        wantedChannels = static_cast<int>(*options.inputChannels);
+    std::optional<double> wantedRate;
+    if (options.sampleRate)
+        wantedRate = static_cast<double>(*options.sampleRate);
+    auto source =
+        openFileSource(juce::File::getCurrentWorkingDirectory().getChildFile(options.inputPaths[index]),
+                       formats, wantedChannels, wantedRate, error);
+    if (source == nullptr)
+        fail(error);
+    return source;
+}
 
-    const auto target = resolveOutputFile(options, juce::File::getCurrentWorkingDirectory());
-    auto format = outputFormatFor(target);
+/** Renders `source` through the plug-in into `target`, and feeds the output to `meter` when there is one. */
+void render(ConfiguredPlugin& made, RenderSource& source, const juce::File& target,
+            const OutputFormat& format, const RenderOptions& options, OctaveDecayMeter* meter)
+{
+    auto& plugin = *made.plugin;
     prepareOutputFolder(target);
     // A hidden name next to the target: the rename at the end is then atomic, and a failed render leaves
     // nothing that looks like a result.
@@ -305,20 +247,20 @@ int run(const juce::StringArray& args)
     if (!stream->openedOk())
         fail("cannot write in '" + target.getParentDirectory().getFullPathName() +
              "': " + stream->getStatus().getErrorMessage());
-    const double rate = source.sampleRate;
+    const double rate = source.getSampleRate();
     std::unique_ptr<juce::AudioFormatWriter> writer(format.format->createWriterFor(
         stream.get(), rate, outputChannels, format.bitsPerSample, {}, format.qualityIndex));
     if (writer == nullptr)
         fail(format.format->getFormatName() + " cannot be written at " + juce::String(rate) + " Hz");
     stream.release(); // the writer owns it now
 
-    const int inputChannels = source.audio.getNumChannels();
+    const int inputChannels = source.getNumChannels();
     const ChannelConfig config{static_cast<uint32_t>(inputChannels), static_cast<uint32_t>(outputChannels)};
     const auto blockSize = static_cast<int>(options.blockSize);
-    plugin->prepare(44100, config, 1024);
-    plugin->prepare(static_cast<uint32_t>(std::lround(rate)), config, options.blockSize);
+    plugin.prepare(44100, config, 1024);
+    plugin.prepare(static_cast<uint32_t>(std::lround(rate)), config, options.blockSize);
 
-    const int64_t inputLength = options.impulseResponse ? 0 : source.audio.getNumSamples();
+    const int64_t inputLength = options.impulseResponse ? 0 : source.getLength();
     const auto tailLength = static_cast<int64_t>(std::llround(options.tailSeconds * rate));
     const int64_t totalLength = juce::jmax<int64_t>(inputLength + tailLength, 1);
 
@@ -326,8 +268,6 @@ int run(const juce::StringArray& args)
     PluginAudioBuffer hostBlock;
     ProgressBar progress(!options.quiet);
     float peak = 0.0f;
-    std::signal(SIGINT, handleInterrupt);
-    std::signal(SIGTERM, handleInterrupt);
 
     for (int64_t position = 0; position < totalLength; position += blockSize)
     {
@@ -339,14 +279,10 @@ int run(const juce::StringArray& args)
         const int n = static_cast<int>(juce::jmin<int64_t>(blockSize, totalLength - position));
         // The host's part: the dry input goes onto the output channels, which the plug-in works on in place.
         block.clear();
-        const int64_t available = juce::jmax<int64_t>(0, source.audio.getNumSamples() - position);
-        for (int c = 0; c < inputChannels; ++c)
-            if (available > 0)
-                block.copyFrom(c, 0, source.audio, c, static_cast<int>(position),
-                               static_cast<int>(juce::jmin<int64_t>(n, available)));
+        source.read(block, n);
         hostBlock.setChannels(outputChannels, n, block.getArrayOfWritePointers());
-        plugin->setTimeInfo(offlineTimeInfo(position, rate));
-        plugin->process(hostBlock);
+        plugin.setTimeInfo(offlineTimeInfo(position, rate));
+        plugin.process(hostBlock);
 
         for (int c = 0; c < outputChannels; ++c)
         {
@@ -364,6 +300,8 @@ int run(const juce::StringArray& args)
                 peak = juce::jmax(peak, std::abs(samples[i]));
             }
         }
+        if (meter != nullptr)
+            meter->push(block.getArrayOfReadPointers(), n);
         if (!writer->writeFromAudioSampleBuffer(block, 0, n))
         {
             progress.finish();
@@ -372,26 +310,140 @@ int run(const juce::StringArray& args)
         progress.update(position + n, totalLength);
     }
     progress.finish();
+    if (source.hasFailed())
+        fail("reading " + source.description + " failed part-way; no file written");
 
     writer.reset(); // flushes and closes the file
     if (!temporary.overwriteTargetFileWithTemporary())
         fail("cannot move the finished file to '" + target.getFullPathName() + "'");
 
+    if (source.getLength() > 0 && source.peak == 0.0f && !options.impulseResponse)
+        std::cerr << "lamina-render: note: the input is silent (every sample is 0), and so is the render\n";
+
+    // With --json, stdout carries the figures alone.
+    auto& info = options.json ? std::cerr : std::cout;
+    const double peakDb = juce::Decibels::gainToDecibels(static_cast<double>(peak), -1000.0);
+    const auto peakText =
+        peak == 0.0f ? juce::String("silent")
+                     : "peak " + juce::String(peakDb > 0.0 ? "+" : "") + juce::String(peakDb, 1) + " dBFS";
     if (!options.quiet)
     {
-        const double peakDb = juce::Decibels::gainToDecibels(peak, -200.0f);
-        std::cout << "Rendered " << source.description << " with "
-                  << (options.impulseResponse ? "" : "+" + secondsText(options.tailSeconds) + " tail ")
-                  << "through Lamina\n"
-                  << "Wrote " << target.getFullPathName() << "\n  " << secondsText(totalLength / rate) << ", "
-                  << juce::String(static_cast<int>(std::lround(rate))) << " Hz, stereo, " << format.label
-                  << ", peak " << juce::String(peakDb, 1) << " dBFS\n";
-        if (peak > 1.0f && !target.hasFileExtension(".ogg"))
-            std::cerr
-                << "lamina-render: warning: the peak is above 0 dBFS and clips in the file; lower Gain or "
-                   "Mix\n";
+        info << "Rendered " << source.description << " through Lamina"
+             << (options.impulseResponse ? " (" + secondsText(totalLength / rate) + ")"
+                                         : ", with a " + secondsText(options.tailSeconds) + " tail")
+             << "\nWrote " << target.getFullPathName() << "\n  " << secondsText(totalLength / rate) << ", "
+             << juce::String(static_cast<int>(std::lround(rate))) << " Hz, stereo, " << format.label << ", "
+             << peakText;
+        if (peak > 1.0f && format.isFloat)
+            info << " (kept intact: a float file holds levels above 0 dBFS)";
+        info << "\n";
     }
-    return 0;
+    if (peak > 1.0f && !format.isFloat && !target.hasFileExtension(".ogg"))
+        warn("the " + peakText + " clips in the " + format.label +
+             " file; lower Gain or Mix, or write a 32-bit " + "float WAV (--bits 32f)");
+    std::cout << std::flush;
+}
+
+int run(const juce::StringArray& args)
+{
+    auto parsed = parseRenderOptions(args);
+    if (!parsed.ok())
+        fail(parsed.error + " (see --help)", exitUsage);
+    const auto& options = parsed.options;
+    if (options.showHelp)
+    {
+        std::cout << renderUsage();
+        return 0;
+    }
+
+    auto first = makePlugin();
+    if (options.listPresets)
+    {
+        for (const auto& name : factoryPresetNames())
+            std::cout << name << "\n";
+        return 0;
+    }
+    configure(first, options);
+
+    const auto workingFolder = juce::File::getCurrentWorkingDirectory();
+    if (options.savePresetPath.isNotEmpty())
+    {
+        auto* processing = dynamic_cast<ProcessingElement*>(first.element);
+        if (processing == nullptr)
+            fail("the element at /Lamina takes no presets");
+        juce::File written;
+        if (auto error = savePreset(*processing, options.savePresetPath, workingFolder, written);
+            error.isNotEmpty())
+            fail(error);
+        if (!options.quiet && !options.listParameters)
+            (options.json ? std::cerr : std::cout) << "Saved preset " << written.getFullPathName() << "\n";
+    }
+    if (options.listParameters)
+    {
+        std::cout << describeParameters(*first.element);
+        return 0;
+    }
+    if (!options.wantsRender())
+        return 0;
+
+    // Every output is named and its format checked before the first render starts.
+    const std::size_t count = juce::jmax<std::size_t>(1, options.inputPaths.size());
+    std::vector<juce::File> targets;
+    std::vector<OutputFormat> formatsOut;
+    std::map<juce::String, std::size_t> seen;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        targets.push_back(resolveOutputFile(options, i, workingFolder));
+        const auto key = targets.back().getFullPathName();
+        if (const auto other = seen.find(key); other != seen.end())
+            fail("'" + options.inputPaths[other->second] + "' and '" + options.inputPaths[i] +
+                     "' would both be written to " + key + "; render them apart",
+                 exitUsage);
+        seen[key] = i;
+        formatsOut.push_back(outputFormatFor(targets.back(), options.depth));
+    }
+
+    juce::AudioFormatManager formats;
+    formats.registerBasicFormats();
+    std::signal(SIGINT, handleInterrupt);
+    std::signal(SIGTERM, handleInterrupt);
+
+    int status = 0;
+    for (std::size_t i = 0; i < count; ++i)
+    {
+        try
+        {
+            // Each render starts from a plug-in that has heard nothing.
+            auto made = i == 0 ? std::move(first) : makePlugin();
+            if (i > 0)
+                configure(made, options);
+            auto source = makeSource(options, i, formats);
+            for (const auto& warning : source->warnings)
+                warn(warning);
+            for (const auto& note : source->notes)
+                std::cerr << "lamina-render: note: " << note << "\n";
+            std::unique_ptr<OctaveDecayMeter> meter;
+            if (options.impulseResponse)
+                meter = std::make_unique<OctaveDecayMeter>(source->getSampleRate(), outputChannels);
+            render(made, *source, targets[i], formatsOut[i], options, meter.get());
+            if (meter != nullptr)
+            {
+                const auto figures = decayFigures(*meter, *made.element);
+                if (options.json)
+                    std::cout << decayJson(figures, source->getSampleRate());
+                else if (!options.quiet)
+                    std::cout << "\n" << decayTable(figures);
+            }
+        }
+        catch (const Failure& failure)
+        {
+            if (count == 1 || failure.status == exitInterrupted)
+                throw;
+            std::cerr << "lamina-render: error: " << failure.message << "\n";
+            status = juce::jmax(status, failure.status);
+        }
+    }
+    return status;
 }
 } // namespace
 

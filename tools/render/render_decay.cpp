@@ -35,7 +35,7 @@ juce::String jsonNumber(std::optional<double> value)
 {
     if (!value || !std::isfinite(*value))
         return "null";
-    return juce::String(*value, 4);
+    return juce::String(*value, 4).trimCharactersAtEnd("0").trimCharactersAtEnd(".");
 }
 } // namespace
 

@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <functional>
 
 namespace qor::render
 {
@@ -26,7 +27,116 @@ bool splitInlineValue(const juce::String& arg, juce::String& name, juce::String&
     value = arg.substring(equals + 1);
     return true;
 }
+
+/** One option of the command line: its names, and what it does with its value (or, for a flag, without one).
+    A handler answers an error message, empty when the value was taken. */
+struct CommandOption
+{
+    const char* shortName; // "" when there is none
+    const char* longName;
+    bool takesValue;
+    std::function<juce::String(const juce::String& value)> apply;
+};
+
+std::vector<CommandOption> optionTable(RenderOptions& o)
+{
+    auto flag = [](bool& target)
+    {
+        return [&target](const juce::String&)
+        {
+            target = true;
+            return juce::String();
+        };
+    };
+    auto text = [](juce::String& target)
+    {
+        return [&target](const juce::String& value)
+        {
+            target = value;
+            return juce::String();
+        };
+    };
+    auto whole = [](std::optional<uint32_t>& target, uint32_t lo, uint32_t hi, const char* name)
+    {
+        return [&target, lo, hi, name](const juce::String& value)
+        {
+            const auto n = parseInteger(value);
+            if (!n || *n < lo || *n > hi)
+                return juce::String(name) + " must be a whole number from " + juce::String(lo) + " to " +
+                       juce::String(hi) + ", not '" + value + "'";
+            target = static_cast<uint32_t>(*n);
+            return juce::String();
+        };
+    };
+
+    return {
+        {"-h", "--help", false, flag(o.showHelp)},
+        {"-o", "--output", true, text(o.outputPath)},
+        {"", "--preset", true, text(o.presetPath)},
+        {"", "--save-preset", true, text(o.savePresetPath)},
+        {"", "--set", true,
+         [&o](const juce::String& value)
+         {
+             const int equals = value.indexOfChar('=');
+             const auto key = value.substring(0, juce::jmax(equals, 0)).trim();
+             if (equals <= 0 || key.isEmpty())
+                 return "--set takes Key=value (e.g. --set Decay=3.5s), not '" + value + "'";
+             o.settings.emplace_back(key, value.substring(equals + 1).trim());
+             return juce::String();
+         }},
+        {"", "--ir", false, flag(o.impulseResponse)},
+        {"", "--json", false, flag(o.json)},
+        {"", "--tail", true,
+         [&o](const juce::String& value)
+         {
+             auto text = value.trim();
+             if (text.endsWithIgnoreCase("s"))
+                 text = text.dropLastCharacters(1);
+             const auto seconds = parseNumber(text);
+             if (!seconds || *seconds < 0.0 || *seconds > maxTailSeconds)
+                 return "--tail takes seconds from 0 to " + juce::String(maxTailSeconds) + ", not '" + value +
+                        "'";
+             o.tailSeconds = *seconds;
+             o.tailGiven = true;
+             return juce::String();
+         }},
+        {"", "--sample-rate", true, whole(o.sampleRate, minSampleRate, maxSampleRate, "--sample-rate")},
+        {"", "--block-size", true,
+         [&o, whole](const juce::String& value)
+         {
+             std::optional<uint32_t> n;
+             auto error = whole(n, minBlockSize, maxBlockSize, "--block-size")(value);
+             if (n)
+                 o.blockSize = *n;
+             return error;
+         }},
+        {"", "--channels", true, whole(o.inputChannels, 1, 2, "--channels")},
+        {"", "--bits", true,
+         [&o](const juce::String& value)
+         {
+             const auto v = value.trim().toLowerCase();
+             if (v == "16")
+                 o.depth = SampleDepth::int16;
+             else if (v == "24")
+                 o.depth = SampleDepth::int24;
+             else if (v == "32f")
+                 o.depth = SampleDepth::float32;
+             else
+                 return "--bits takes 16, 24 or 32f (32-bit float), not '" + value + "'";
+             return juce::String();
+         }},
+        {"", "--list-params", false, flag(o.listParameters)},
+        {"", "--list-presets", false, flag(o.listPresets)},
+        {"-q", "--quiet", false, flag(o.quiet)},
+    };
+}
 } // namespace
+
+bool RenderOptions::wantsRender() const
+{
+    return !inputPaths.empty() || impulseResponse ||
+           (savePresetPath.isEmpty() && !listParameters && !listPresets);
+}
 
 std::optional<double> parseNumber(const juce::String& text)
 {
@@ -58,6 +168,7 @@ ParseResult parseRenderOptions(const juce::StringArray& args)
 {
     ParseResult result;
     auto& o = result.options;
+    const auto table = optionTable(o);
 
     for (int i = 0; i < args.size() && result.ok(); ++i)
     {
@@ -65,160 +176,117 @@ ParseResult parseRenderOptions(const juce::StringArray& args)
         juce::String name, inlineValue;
         const bool hasInline = splitInlineValue(arg, name, inlineValue);
 
-        // Fetches the value of an option that takes one, from "--name=value" or from the next argument.
-        auto value = [&](juce::String& out) -> bool
+        const CommandOption* option = nullptr;
+        for (const auto& candidate : table)
+            if (name == candidate.longName || (candidate.shortName[0] != 0 && name == candidate.shortName))
+                option = &candidate;
+
+        if (option == nullptr)
+        {
+            if (name.startsWith("-") && name != "-")
+                result.error = "unknown option '" + name + "'";
+            else
+                o.inputPaths.push_back(arg);
+            continue;
+        }
+        juce::String value;
+        if (option->takesValue)
         {
             if (hasInline)
-                out = inlineValue;
+                value = inlineValue;
             else if (i + 1 < args.size())
-                out = args[++i];
+                value = args[++i];
             else
             {
                 result.error = "option " + name + " needs a value";
-                return false;
-            }
-            return true;
-        };
-        auto flag = [&](bool& out)
-        {
-            if (hasInline)
-                result.error = "option " + name + " takes no value";
-            else
-                out = true;
-        };
-        auto unsignedIn = [&](uint32_t lo, uint32_t hi, const char* what) -> std::optional<uint32_t>
-        {
-            juce::String text;
-            if (!value(text))
-                return std::nullopt;
-            const auto n = parseInteger(text);
-            if (!n || *n < lo || *n > hi)
-            {
-                result.error = juce::String(what) + " must be a whole number from " + juce::String(lo) +
-                               " to " + juce::String(hi) + ", not '" + text + "'";
-                return std::nullopt;
-            }
-            return static_cast<uint32_t>(*n);
-        };
-
-        if (name == "-h" || name == "--help")
-            flag(o.showHelp);
-        else if (name == "-o" || name == "--output")
-            value(o.outputPath);
-        else if (name == "--preset")
-            value(o.presetPath);
-        else if (name == "--set")
-        {
-            juce::String text;
-            if (!value(text))
-                break;
-            const int equals = text.indexOfChar('=');
-            const auto key = text.substring(0, juce::jmax(equals, 0)).trim();
-            if (equals <= 0 || key.isEmpty())
-            {
-                result.error = "--set takes Key=value (e.g. --set Decay=3.5), not '" + text + "'";
                 break;
             }
-            o.settings.emplace_back(key, text.substring(equals + 1).trim());
         }
-        else if (name == "--ir")
-            flag(o.impulseResponse);
-        else if (name == "--tail")
+        else if (hasInline)
         {
-            juce::String text;
-            if (!value(text))
-                break;
-            const auto seconds = parseNumber(text);
-            if (!seconds || *seconds < 0.0 || *seconds > maxTailSeconds)
-            {
-                result.error =
-                    "--tail takes seconds from 0 to " + juce::String(maxTailSeconds) + ", not '" + text + "'";
-                break;
-            }
-            o.tailSeconds = *seconds;
-            o.tailGiven = true;
+            result.error = "option " + name + " takes no value";
+            break;
         }
-        else if (name == "--sample-rate")
-        {
-            if (auto n = unsignedIn(minSampleRate, maxSampleRate, "--sample-rate"))
-                o.sampleRate = *n;
-        }
-        else if (name == "--block-size")
-        {
-            if (auto n = unsignedIn(minBlockSize, maxBlockSize, "--block-size"))
-                o.blockSize = *n;
-        }
-        else if (name == "--channels")
-        {
-            if (auto n = unsignedIn(1, 2, "--channels"))
-                o.inputChannels = *n;
-        }
-        else if (name == "--list-params")
-            flag(o.listParameters);
-        else if (name == "--list-presets")
-            flag(o.listPresets);
-        else if (name == "-q" || name == "--quiet")
-            flag(o.quiet);
-        else if (name.startsWith("-") && name != "-")
-            result.error = "unknown option '" + name + "' (see --help)";
-        else if (o.inputPath.isNotEmpty())
-            result.error = "only one input file is taken; got '" + o.inputPath + "' and '" + arg + "'";
-        else
-            o.inputPath = arg;
+        result.error = option->apply(value);
     }
 
-    if (result.ok() && o.impulseResponse && o.inputPath.isNotEmpty())
+    if (!result.ok())
+        return result;
+    if (o.impulseResponse && !o.inputPaths.empty())
         result.error = "--ir renders an impulse and takes no input file";
-    if (result.ok() && o.impulseResponse && o.tailSeconds <= 0.0)
+    else if (o.impulseResponse && o.tailSeconds <= 0.0)
         result.error = "--ir needs a length above 0 s (--tail)";
+    else if (o.json && !o.impulseResponse)
+        result.error = "--json prints the decay figures of --ir; add --ir";
     return result;
 }
 
-juce::File resolveOutputFile(const RenderOptions& options, const juce::File& workingFolder)
+juce::File resolveOutputFile(const RenderOptions& options, std::size_t index, const juce::File& workingFolder)
 {
-    if (options.outputPath.isNotEmpty())
-    {
-        auto file = workingFolder.getChildFile(options.outputPath);
-        if (file.getFileExtension().isNotEmpty())
-            return file;
-        return file.withFileExtension(".wav");
-    }
+    juce::String derived;
     if (options.impulseResponse)
-        return workingFolder.getChildFile("lamina-ir.wav");
-    if (options.inputPath.isEmpty())
-        return workingFolder.getChildFile("lamina-demo.wav");
-    return workingFolder.getChildFile(juce::File(options.inputPath).getFileNameWithoutExtension() +
-                                      "-lamina.wav");
+        derived = "lamina-ir.wav";
+    else if (options.inputPaths.empty())
+        derived = "lamina-demo.wav";
+    else
+    {
+        const auto& input = options.inputPaths[juce::jmin(index, options.inputPaths.size() - 1)];
+        derived = workingFolder.getChildFile(input).getFileNameWithoutExtension() + "-lamina.wav";
+    }
+
+    if (options.outputPath.isEmpty())
+        return workingFolder.getChildFile(derived);
+    const auto named = workingFolder.getChildFile(options.outputPath);
+    const bool namesFolder =
+        options.inputPaths.size() > 1 || named.isDirectory() || options.outputPath.endsWithChar('/');
+    if (namesFolder)
+        return named.getChildFile(derived);
+    if (named.getFileExtension().isNotEmpty())
+        return named;
+    return named.withFileExtension(".wav");
 }
 
 juce::String renderUsage()
 {
     return R"(lamina-render: runs audio through the Lamina plate reverb, offline, as a host would.
 
-Usage: lamina-render [options] [INPUT]
+Usage: lamina-render [options] [INPUT...]
 
-  INPUT                 WAV, AIFF, FLAC or Ogg Vorbis file, mono or stereo. Without it a built-in
-                        demo phrase (plucked notes and a snare hit) is rendered.
-  -o, --output FILE     Where to write; the format follows the extension (.wav, .aif/.aiff, .flac,
-                        .ogg), 24-bit where the format has a bit depth. A name without extension
-                        gets .wav. Default: INPUT-lamina.wav, lamina-demo.wav or lamina-ir.wav.
-      --preset PRESET   Load a preset before rendering: a .preset file, or a factory preset by
-                        name, e.g. "Classics/Studio Plate Short" (see --list-presets).
-      --set Key=value   Set one parameter in its own units (repeatable; applied after --preset).
-                        Numbers for real parameters, whole numbers or their labels for choices
-                        (e.g. Quality), on/off for switches. See --list-params.
-      --ir              Impulse-response mode: a unit impulse in, the response out. Add
+  INPUT                 WAV, AIFF, FLAC or Ogg Vorbis file, mono or stereo; several may be given, each is
+                        rendered to its own output. Without one, a built-in demo phrase (plucked notes
+                        and a snare hit) is rendered.
+  -o, --output PATH     Where to write. A file name: the format follows the extension (.wav, .aif/.aiff,
+                        .flac, .ogg); a name without extension gets .wav. An existing folder, a name
+                        ending in '/', or any PATH with several inputs: a folder that receives
+                        INPUT-lamina.wav for each input. Default: INPUT-lamina.wav, lamina-demo.wav or
+                        lamina-ir.wav in the current folder.
+      --bits 16|24|32f  Sample format of .wav, .aif and .flac files (default 24). 32f (32-bit float,
+                        .wav only) keeps levels above 0 dBFS intact.
+      --preset PRESET   Load a preset before rendering: a .preset file, or a factory preset by name,
+                        e.g. "Classics/Studio Plate Short", or by its bare name when that is unique
+                        ("Vocal Plate"). See --list-presets.
+      --set Key=value   Set one parameter (repeatable; applied after --preset). Values as --list-params
+                        shows them: a number in the parameter's own units, or with a unit ("3.5s",
+                        "350ms", "2kHz", "-3dB", "30%", "x 2"); choices by number or label (Quality=High,
+                        Material=Steel); switches on/off.
+      --save-preset FILE
+                        Write the settings after --preset and --set as a .preset file (".preset" is
+                        added when missing). Without INPUT or --ir nothing is rendered.
+      --ir              Impulse-response mode: a unit impulse in, the response out, and a table of the
+                        T60 per octave band measured from it beside the damping model's. Add
                         --set Mix=1 for the wet signal alone.
+      --json            With --ir: the T60 figures as JSON on stdout instead of the table.
       --tail SECONDS    Time rendered after the input ends (default 4); with --ir the whole length.
-      --sample-rate HZ  Rate of the render (default: the input's rate, else 48000). An input at
-                        another rate is resampled.
+      --sample-rate HZ  Rate of the render (default: the input's rate, else 48000). An input at another
+                        rate is resampled.
       --block-size N    Samples per block handed to the plug-in (default 512).
-      --channels 1|2    Input channels for the demo and --ir (default 2). 1 renders mono in,
-                        stereo out.
+      --channels 1|2    Input channels for the demo and --ir (default 2); an input file is mixed down
+                        or duplicated to match. The output is always stereo.
       --list-params     Print every parameter: key, name, range, default and current value (after
-                        --preset and --set), then exit.
+                        --preset and --set), with a note where the sound ignores it or where it acts
+                        only with another; then exit.
       --list-presets    Print the names of the factory presets, then exit.
-  -q, --quiet           No progress bar and no summary.
+  -q, --quiet           No progress bar, no summary and no T60 table (warnings still show).
   -h, --help            This text.
 
 Exit status: 0 on success, 1 when the render or a file fails, 2 for a bad command line.

@@ -1,7 +1,11 @@
 #include "tools/render/render_parameters.h"
 
 #include "engine/element.h"
+#include "engine/parameter_format.h"
+#include "modal/lamina/materials.h"
 #include "tools/render/render_options.h"
+
+#include <cmath>
 
 namespace qor::render
 {
@@ -13,11 +17,38 @@ juce::String number(double value)
     return juce::String(value, 6).trimCharactersAtEnd("0").trimCharactersAtEnd(".");
 }
 
-/** "0.2 to 10000 (default 2)", with the value texts where a formatter gives them. */
+/** "0.2 to 10000 (default 2)". */
 juce::String rangeText(const ParameterInfo<float>& info)
 {
     const auto& d = info.getTypedDescription();
     return number(d.range.min) + " to " + number(d.range.max) + " (default " + number(d.defaultValue) + ")";
+}
+
+/** The names a choice answers to, the one shown first. The material's name stands beside its symbol, so that
+    the reference material, whose symbol is empty, can be named too. */
+juce::StringArray choiceLabels(const ParameterInfo<int32_t>& info, int value)
+{
+    const auto& d = info.getTypedDescription();
+    juce::StringArray labels;
+    if (d.name == "Material" && value >= 0 && value < numLaminaMaterials)
+    {
+        labels.add(laminaMaterials[value].name);
+        labels.add(laminaMaterials[value].symbol);
+    }
+    else
+        labels.add(d.format(value));
+    labels.removeEmptyStrings();
+    labels.removeString(juce::String(value));
+    return labels;
+}
+
+/** The label shown for a choice: "Gold (Au)", "High"; empty when it has none. */
+juce::String choiceText(const ParameterInfo<int32_t>& info, int value)
+{
+    const auto labels = choiceLabels(info, value);
+    if (labels.size() > 1)
+        return labels[0] + " (" + labels[1] + ")";
+    return labels[0];
 }
 
 juce::String rangeText(const ParameterInfo<int32_t>& info)
@@ -28,11 +59,8 @@ juce::String rangeText(const ParameterInfo<int32_t>& info)
     {
         juce::StringArray labels;
         for (int v = d.range.min; v <= d.range.max; ++v)
-        {
-            const auto label = d.format(v);
-            if (label.isNotEmpty() && label != juce::String(v))
+            if (const auto label = choiceText(info, v); label.isNotEmpty())
                 labels.add(juce::String(v) + " " + label);
-        }
         if (!labels.isEmpty())
             text << " [" << labels.joinIntoString(", ") << "]";
     }
@@ -60,6 +88,100 @@ juce::String unknownKeyMessage(const Element& element, const juce::String& key)
         return message + ": the element has no parameters";
     return message + "; --list-params shows the keys";
 }
+
+bool endsInDecibels(const juce::String& text)
+{
+    return text.trim().endsWithIgnoreCase("dB");
+}
+
+/** How a real parameter shows its values: the kind of its text and the factor from its own units to the
+   number shown, found by formatting a value and reading the text back ("30.0 %" for 0.3 gives percent and
+   100). */
+struct ShownScale
+{
+    ParsedValueText::Kind kind = ParsedValueText::Kind::plain;
+    bool decibels = false;
+    double factor = 1.0;
+};
+
+std::optional<ShownScale> shownScale(const ParameterDescription<float>& d, const Element& element)
+{
+    for (float probe : {d.defaultValue, d.range.max, d.range.min, (d.range.min + d.range.max) * 0.5f})
+    {
+        const auto text = d.format(probe, &element);
+        const auto shown = parseValueText(text);
+        if (probe == 0.0f || !shown || !std::isfinite(shown->value) || shown->value == 0.0)
+            continue;
+        // Scales are powers of ten; the text may have rounded the probe.
+        const double factor = std::pow(10.0, std::round(std::log10(std::abs(shown->value / probe))));
+        return ShownScale{shown->kind, endsInDecibels(text), factor};
+    }
+    return std::nullopt;
+}
+
+juce::String unitWords(const ShownScale& scale)
+{
+    if (scale.decibels)
+        return "decibels (\"-3dB\")";
+    switch (scale.kind)
+    {
+    case ParsedValueText::Kind::seconds:
+        return "a time (\"3.5s\", \"350ms\")";
+    case ParsedValueText::Kind::frequency:
+        return "a frequency (\"2kHz\", \"150Hz\")";
+    case ParsedValueText::Kind::percent:
+        return "a percentage (\"30%\")";
+    case ParsedValueText::Kind::plain:
+        break;
+    }
+    return "a plain number";
+}
+
+/** The value of a real parameter, in its own units, from text as --list-params shows it. Answers the value,
+   or sets `error`. */
+std::optional<double> readRealSetting(const ParameterInfo<float>& info, const Element& element,
+                                      const juce::String& key, const juce::String& valueText,
+                                      juce::String& error)
+{
+    const auto& d = info.getTypedDescription();
+    // A bare number is in the parameter's own units, those of its range.
+    if (const auto plain = parseNumber(valueText))
+        return *plain;
+
+    const auto typed = parseValueText(valueText);
+    const auto scale = shownScale(d, element);
+    if (!typed || !scale)
+    {
+        error = key + " takes a number from " + rangeText(info) +
+                (scale ? juce::String(" or ") + unitWords(*scale) : juce::String()) + ", not '" + valueText +
+                "'";
+        return std::nullopt;
+    }
+    if (std::isinf(typed->value))
+    {
+        // "+oo" stands for the end of the range that shows it.
+        for (float end : {d.range.max, d.range.min})
+            if (const auto shown = parseValueText(d.format(end, &element));
+                shown && std::isinf(shown->value) && (shown->value > 0) == (typed->value > 0))
+                return end;
+        error = key + " has no value '" + valueText + "'; it takes " + rangeText(info);
+        return std::nullopt;
+    }
+    const bool typedDecibels = endsInDecibels(valueText);
+    // Plain readings ("3,5", "x 2", "-3dB" on a level) are numbers in the parameter's own units.
+    const bool fits = typedDecibels
+                          ? scale->decibels
+                          : typed->kind == ParsedValueText::Kind::plain || typed->kind == scale->kind;
+    if (!fits)
+    {
+        error = key + " takes " + unitWords(*scale) + " or a number from " + rangeText(info) + ", not '" +
+                valueText + "'";
+        return std::nullopt;
+    }
+    if (typed->kind == ParsedValueText::Kind::plain)
+        return typed->value;
+    return typed->value / scale->factor;
+}
 } // namespace
 
 juce::String applySetting(Element& element, const juce::String& key, const juce::String& valueText)
@@ -72,12 +194,25 @@ juce::String applySetting(Element& element, const juce::String& key, const juce:
     if (auto* f = element.hasFloatParameter(id))
     {
         const auto& d = f->getTypedDescription();
-        const auto value = parseNumber(valueText);
+        juce::String error;
+        const auto value = readRealSetting(*f, element, key, valueText, error);
         if (!value)
-            return key + " takes a number from " + rangeText(*f) + ", not '" + valueText + "'";
-        if (d.range.min <= d.range.max && (*value < d.range.min || *value > d.range.max))
-            return key + "=" + valueText + " is out of range: " + key + " takes " + rangeText(*f);
-        element.setParameterDeferred(id, static_cast<float>(*value), false);
+            return error;
+        // A unit conversion may land a rounding step outside an end of the range that was typed exactly.
+        const double slack =
+            1e-6 * juce::jmax(1.0, std::abs(double(d.range.min)), std::abs(double(d.range.max)));
+        if (d.range.min <= d.range.max && (*value < d.range.min - slack || *value > d.range.max + slack))
+        {
+            auto message = key + "=" + valueText + " is out of range: " + key + " takes " + rangeText(*f);
+            const auto low = d.format(d.range.min, &element), high = d.format(d.range.max, &element);
+            if (low != number(d.range.min) || high != number(d.range.max))
+                message << ", that is " << low << " to " << high;
+            if (const auto scale = shownScale(d, element);
+                scale && scale->kind == ParsedValueText::Kind::percent && parseNumber(valueText))
+                message << "; for a percentage write \"" << number(*value) << "%\"";
+            return message;
+        }
+        element.setParameterDeferred(id, d.clamp(static_cast<float>(*value)), false);
         return {};
     }
     if (auto* n = element.hasIntParameter(id))
@@ -85,10 +220,14 @@ juce::String applySetting(Element& element, const juce::String& key, const juce:
         const auto& d = n->getTypedDescription();
         auto value = parseInteger(valueText);
         if (!value && d.range.max - d.range.min <= 100000)
-            for (int v = d.range.min; v <= d.range.max; ++v)
-                if (const auto label = d.format(v);
-                    label.isNotEmpty() && label.equalsIgnoreCase(valueText.trim()))
-                    value = v;
+            for (int v = d.range.min; v <= d.range.max && !value; ++v)
+            {
+                auto labels = choiceLabels(*n, v);
+                labels.add(choiceText(*n, v)); // "Gold (Au)", as the listing shows it
+                for (const auto& label : labels)
+                    if (label.equalsIgnoreCase(valueText.trim()))
+                        value = v;
+            }
         if (!value)
             return key + " takes a whole number " + rangeText(*n) + ", not '" + valueText + "'";
         if (*value < d.range.min || *value > d.range.max)
@@ -110,12 +249,25 @@ juce::String applySetting(Element& element, const juce::String& key, const juce:
     return key + " is a text parameter, which the renderer does not set";
 }
 
+juce::String parameterNote(const juce::String& key)
+{
+    if (key == "Fmin" || key == "Fmax")
+        return "unused by the sound: kept for the editor and later versions";
+    if (key == "ModeTruncationThreshold")
+        return "read once per process, by its first build of the modes";
+    if (key == "LowCutGain")
+        return "at 0 dB (the default) the low cut does nothing";
+    if (key == "LowCutFreq" || key == "EnableLowcut")
+        return "acts only when LowCutGain is below 0 dB";
+    return {};
+}
+
 juce::String describeParameters(const Element& element)
 {
     if (element.getNumParameters() == 0)
         return "The element '" + element.getName() + "' has no parameters.\n";
 
-    juce::StringArray keys, names, ranges, values;
+    juce::StringArray keys, names, ranges, values, notes;
     for (std::size_t i = 0; i < element.getNumParameters(); ++i)
     {
         const auto* info = element.getParameterInfo(i);
@@ -123,22 +275,25 @@ juce::String describeParameters(const Element& element)
         const auto& d = info->getDescription();
         keys.add(d.name);
         names.add(d.getDisplayName());
+        notes.add(parameterNote(d.name));
+        auto shown = element.getParameterValueText(id).trim();
         if (auto* f = element.hasFloatParameter(id))
+        {
             ranges.add(rangeText(*f));
+            shown = number(element.getParameter(id)) + (shown.isNotEmpty() ? "  (" + shown + ")" : "");
+        }
         else if (auto* n = element.hasIntParameter(id))
+        {
             ranges.add(rangeText(*n));
+            const int v = element.getIntParameter(id);
+            const auto label = choiceText(*n, v);
+            shown = juce::String(v) + (label.isNotEmpty() ? "  (" + label + ")" : "");
+        }
         else if (auto* b = element.hasBoolParameter(id))
             ranges.add(juce::String("off/on (default ") +
                        (b->getTypedDescription().defaultValue ? "on" : "off") + ")");
         else
             ranges.add("text");
-        auto shown = element.getParameterValueText(id).trim();
-        if (element.hasFloatParameter(id) != nullptr)
-            shown = number(element.getParameter(id)) + (shown.isNotEmpty() ? "  (" + shown + ")" : "");
-        else if (auto* n = element.hasIntParameter(id);
-                 n != nullptr && shown != juce::String(element.getIntParameter(id)))
-            shown =
-                juce::String(element.getIntParameter(id)) + (shown.isNotEmpty() ? "  (" + shown + ")" : "");
         values.add(shown);
     }
 
@@ -149,16 +304,20 @@ juce::String describeParameters(const Element& element)
             w = juce::jmax(w, s.length());
         return w;
     };
-    const int wk = width(keys, "Key"), wn = width(names, "Name"), wr = width(ranges, "Range");
-    auto row = [&](const juce::String& k, const juce::String& n, const juce::String& r, const juce::String& v)
+    const int wk = width(keys, "Key"), wn = width(names, "Name"), wr = width(ranges, "Range"),
+              wv = width(values, "Value");
+    auto row = [&](const juce::String& k, const juce::String& n, const juce::String& r, const juce::String& v,
+                   const juce::String& note)
     {
-        return k.paddedRight(' ', wk) + "  " + n.paddedRight(' ', wn) + "  " + r.paddedRight(' ', wr) + "  " +
-               v + "\n";
+        auto line =
+            k.paddedRight(' ', wk) + "  " + n.paddedRight(' ', wn) + "  " + r.paddedRight(' ', wr) + "  ";
+        line << (note.isEmpty() ? v : v.paddedRight(' ', wv) + "  " + note);
+        return line + "\n";
     };
 
-    juce::String out = row("Key", "Name", "Range", "Value");
+    juce::String out = row("Key", "Name", "Range", "Value", "Note");
     for (int i = 0; i < keys.size(); ++i)
-        out << row(keys[i], names[i], ranges[i], values[i]);
+        out << row(keys[i], names[i], ranges[i], values[i], notes[i]);
     return out;
 }
 
