@@ -1,5 +1,5 @@
-#include "tests/art/art_load.h"
-#include "tests/art/art_names.h"
+#include "tools/art/art_load.h"
+#include "tools/art/art_names.h"
 
 #include "files/vfs_holder.h"
 

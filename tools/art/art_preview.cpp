@@ -1,8 +1,8 @@
 // Renders the art as the editor places it, through JUCE's own drawing code, so that the art can be judged
 // before (and apart from) the editor: `art_tests --preview DIR` writes one PNG per layout, scale and
 // material.
-#include "tests/art/art_load.h"
-#include "tests/art/art_names.h"
+#include "tools/art/art_load.h"
+#include "tools/art/art_names.h"
 
 #include "files/vfs_holder.h"
 
@@ -244,25 +244,23 @@ juce::Image renderLayout(bool expanded, int scale, int material, const Fonts& fo
 
 void drawSheet(const juce::File& file, int zoom)
 {
-    // Every drawing at its size and at `zoom` times, on the panel colour.
+    // Every drawing at `zoom` times its size, on the panel's colour.
     const auto names = namedSvgs();
-    const int cols = 6, cell = 110;
+    const int cols = 6, cellW = 102 * zoom, cellH = 50 * zoom;
     const int rows = (names.size() + cols - 1) / cols;
-    juce::Image img(juce::Image::ARGB, cols * cell * zoom / 2, rows * cell * zoom / 2, true);
+    juce::Image img(juce::Image::ARGB, cols * cellW, rows * cellH, true);
     juce::Graphics g(img);
     g.fillAll(juce::Colour(0xff2b2e31));
     for (int i = 0; i < names.size(); ++i)
     {
-        const auto size = sizeFromName(names[i]);
-        const float x = (float)((i % cols) * cell * zoom / 2 + 6),
-                    y = (float)((i / cols) * cell * zoom / 2 + 6);
-        drawSvg(g, names[i], {x, y, (float)(size.x * zoom / 2), (float)(size.y * zoom / 2)});
+        const auto size = sizeFromName(names[i]) * zoom;
+        drawSvg(g, names[i],
+                {(float)((i % cols) * cellW + 2 * zoom), (float)((i / cols) * cellH + 2 * zoom),
+                 (float)size.x, (float)size.y});
     }
-    juce::PNGImageFormat png;
+    file.deleteFile();
     juce::FileOutputStream stream(file);
-    stream.setPosition(0);
-    stream.truncate();
-    png.writeImageToStream(img, stream);
+    juce::PNGImageFormat().writeImageToStream(img, stream);
 }
 
 } // namespace
@@ -288,7 +286,7 @@ int writePreviews(const juce::File& folder)
                 juce::FileOutputStream stream(file);
                 png.writeImageToStream(image, stream);
             }
-    drawSheet(folder.getChildFile("svg_sheet_4x.png"), 8);
+    drawSheet(folder.getChildFile("svg_sheet_4x.png"), 4);
     return 0;
 }
 
