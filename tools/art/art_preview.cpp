@@ -134,7 +134,7 @@ juce::Image renderLayout(bool expanded, int scale, int material, const Fonts& fo
     const char* values[] = {"3.36", "1.71", "0.12", "0.50", "0.20", "High"};
     for (int i = 0; i < 6; ++i)
         text(g, fonts.values.withHeight(18.7f), teal, values[i],
-             {(float)spans[i].first, 376.0f, (float)spans[i].second, 19.0f});
+             {(float)spans[i].first, 372.0f, (float)spans[i].second, 20.0f});
 
     const int knobX[] = {34, 182, 319};
     const float knobV[] = {0.35f, 0.5f, 0.8f};
@@ -162,7 +162,7 @@ juce::Image renderLayout(bool expanded, int scale, int material, const Fonts& fo
                 {(float)meterX[i], 67.0f + meterH * (1.0f - level), 8.0f, meterH * level});
     }
     drawSvg(g, expanded ? "cnd-exp_on_29x30.svg" : "cnd-exp_off_29x30.svg",
-            expanded ? juce::Rectangle<float>(1013.0f, 437.0f, 29.0f, 30.0f)
+            expanded ? juce::Rectangle<float>(1013.0f, 435.0f, 29.0f, 30.0f)
                      : juce::Rectangle<float>(463.0f, 376.0f, 29.0f, 30.0f));
 
     // Toolbar.
@@ -231,12 +231,12 @@ juce::Image renderLayout(bool expanded, int scale, int material, const Fonts& fo
         const char* lowerValues[] = {"0.0 %", "12 ms", "100 %", "0.0 dB"};
         for (int i = 0; i < 4; ++i)
         {
-            drawSmallKnob(g, 482.0f + (float)lowerX[i], 480.0f, 0.2f + 0.2f * (float)i);
+            drawSmallKnob(g, 482.0f + (float)lowerX[i], 475.0f, 0.2f + 0.2f * (float)i);
             text(g, fonts.values.withHeight(15.0f), juce::Colour(0xffb9b9b9), lower[i],
-                 {482.0f + (float)lowerCaptionX[i], 481.0f, i == 3 ? 87.0f : 60.0f, 21.0f},
+                 {482.0f + (float)lowerCaptionX[i], 476.0f, i == 3 ? 87.0f : 60.0f, 21.0f},
                  juce::Justification::centredLeft);
             text(g, fonts.values.withHeight(15.0f), teal, lowerValues[i],
-                 {482.0f + (float)lowerCaptionX[i], 500.0f, 60.0f, 17.0f}, juce::Justification::centredLeft);
+                 {482.0f + (float)lowerCaptionX[i], 495.0f, 60.0f, 17.0f}, juce::Justification::centredLeft);
         }
     }
     return out;

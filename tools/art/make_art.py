@@ -31,11 +31,11 @@ EXPANDED = (1058, 555)
 CONDENSED = (508, 555)
 
 # Where the widgets sit, in layout units (window coordinates). The art is drawn around these.
-SHEET_BAY = (10, 92, 456, 280)  # the sheet's recess; the sheet widget is 10, 92, 456, 296
-READOUT_GLASS = (28, 374, 429, 23)  # read-out values at y 376, height 19
+SHEET_BAY = (10, 92, 456, 276)  # the sheet's recess; the sheet widget is 10, 92, 456, 296
+READOUT_GLASS = (28, 372, 429, 23)  # the read-outs are at y 372, height 20
 READOUT_SPANS = [("AREA", 35, 49), ("ASPECT", 90, 49), ("ANISOTROPY", 150, 67), ("TENSION", 221, 67),
                  ("MODULATION", 293, 63), ("QUALITY", 357, 93)]
-READOUT_CAPTION_Y = 401  # top of the printed captions under the values, cap height 6
+READOUT_CAPTION_Y = 400  # top of the printed captions under the values, cap height 6
 MATERIAL_RAIL = (47, 59, 384, 31)  # behind the material buttons at y 63, x 54 .. 424
 MAIN_KNOBS = [(62, 488), (210, 488), (347, 488)]  # centres of the 56 x 56 knobs at y 460
 MAIN_WELL_R = 26.5
@@ -43,7 +43,7 @@ METERS = {True: ([1015, 1031], 67, 360), False: ([465, 481], 67, 301)}
 PLATE_SEAM_X = 497  # right edge of the main plate in the expanded layout
 DISPLAY = (514, 68, 486, 253)  # the decay / EQ / spectrum displays (panel-local 32, 23, 486, 253)
 PAGE_TRAY = (503, 326, 501, 83)  # behind the knob columns at y 327 and 370
-LOWER_KNOB_Y = 480  # lower row of the right panel: 33 x 33 knobs at y 480
+LOWER_KNOB_Y = 475  # lower row of the right panel: 33 x 33 knobs at y 475 (panel-local 430)
 LOWER_KNOBS_X = [514, 641, 777, 898]  # panel-local 32, 159, 295, 416
 LOWER_WELL_R = 19.0
 TOOLBAR_H = 45
