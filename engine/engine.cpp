@@ -1,5 +1,7 @@
 #include "engine/engine.h"
 
+#include "engine/element_registry.h"
+
 #include <tinyxml2.h>
 
 namespace qor

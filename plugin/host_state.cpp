@@ -1,5 +1,6 @@
 // The opaque block a host keeps for each instance: 'QOR4', a format version, the XML length, then the XML
 // compressed. Blocks without the magic are read as plain XML, as earlier builds wrote them.
+#include "engine/element_registry.h"
 #include "engine/engine.h"
 #include "engine/engine_proxy.h"
 #include "plugin/plugin.h"

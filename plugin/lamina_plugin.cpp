@@ -1,5 +1,6 @@
 #include "plugin/lamina_plugin.h"
 
+#include "engine/element_registry.h"
 #include "files/vfs_holder.h"
 #include "modal/lamina/lamina.h"
 

@@ -1,5 +1,6 @@
 #include "files/presets/preset_formats.h"
 
+#include "engine/element_registry.h"
 #include "files/vfs_holder.h"
 #include "files/volume.h"
 #include "modal/lamina/materials.h"

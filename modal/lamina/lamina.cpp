@@ -1,5 +1,6 @@
 #include "modal/lamina/lamina.h"
 
+#include "engine/element_registry.h"
 #include "engine/parameter_format.h"
 #include "modal/lamina/materials.h"
 

@@ -1,4 +1,5 @@
 // Elements, processing elements and the engine: parameter crossing, rendering splits, events and persistence.
+#include "engine/element_registry.h"
 #include "engine/engine.h"
 #include "engine/parameter_mapper.h"
 #include "tests/support/alloc_counter.h"

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "engine/element_registry.h"
 #include "engine/processing_element.h"
 
 #include <memory>
