@@ -1,6 +1,7 @@
 #include "engine/audio_bus.h"
 #include "modal/bank/modal_bank_multi_core.h"
-#include "modal/lamina/lamina.h"
+#include "modal/lamina/bank_loading.h"
+#include "modal/lamina/lamina_state.h"
 
 #include <juce_audio_basics/juce_audio_basics.h>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "modal/bank/imodal_bank.h"
 #include "modal/lamina/damping.h"
 #include "modal/lamina/materials.h"
+#include "modal/lamina/mode_table.h"
 
 #include <array>
 #include <cmath>
@@ -11,19 +11,6 @@
 
 namespace qor
 {
-
-/** One mode of the sheet as the bank runs it. */
-struct LaminaModeParams
-{
-    double decayRate;      // amplitude decay rate in 1/s
-    double omega;          // angular frequency in rad/s
-    double inputGain[2];   // mode shape at the input points, times the antialiasing low-pass
-    double outputGain[2];  // mode shape at the microphone points, times the same low-pass
-    float modulationPhase; // radians, 0 to 2 pi
-};
-
-/** Modes in rising omega. Published tables are never changed but for decayRate and modulationPhase. */
-using LaminaModeTable = std::vector<LaminaModeParams>;
 
 /** Everything a build of the mode table reads, as the parameters hold it. Defaults are the parameter
  * defaults. */
@@ -134,24 +121,5 @@ int laminaRand();
     table. Allocates; never call it on the audio thread. Thread-safe, but each thread draws from its own
    stream. */
 std::shared_ptr<LaminaModeTable> computeModeTable(const ModeSynthesisInputs& inputs);
-
-/** Recomputes decayRate of every row at its own omega, after a change of damping. Allocates nothing. */
-void recomputeDecayRates(LaminaModeTable& table, const DampingSettings& damping,
-                         const MonotoneCubicTable& bandDecayTable);
-
-struct LoadBankSettings
-{
-    double sampleRate = 48000;
-    int numInputs = 2;
-    int numOutputs = 2;
-    bool enableDecayCompensation = true;
-    bool enableEQ = true;
-    /** Band EQ in dB; no EQ is applied when null. */
-    const MonotoneCubicTable* eqTable = nullptr;
-};
-
-/** Pushes a table into a bank: count, poles, and gains normalised to unit power per channel, with decay
-    compensation and EQ on the outputs. Allocates nothing. */
-void loadBank(IModalBank& bank, const LaminaModeTable& table, const LoadBankSettings& settings);
 
 } // namespace qor

@@ -1,4 +1,5 @@
-#include "modal/lamina/lamina.h"
+#include "modal/lamina/lamina_state.h"
+#include "modal/lamina/value_texts.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml2.h>

@@ -1,4 +1,5 @@
 #include "modal/bank/modal_bank_multi_core.h"
+#include "modal/lamina/bank_loading.h"
 #include "tests/lamina/lamina_rig.h"
 #include "tests/support/alloc_counter.h"
 

@@ -2,7 +2,7 @@
 
 #include "engine/audio_bus.h"
 #include "engine/process_context.h"
-#include "modal/lamina/lamina.h"
+#include "modal/lamina/lamina_state.h"
 
 #include <juce_audio_basics/juce_audio_basics.h>
 

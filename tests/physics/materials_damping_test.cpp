@@ -1,3 +1,4 @@
+#include "modal/lamina/bank_loading.h"
 #include "modal/lamina/damping.h"
 #include "modal/lamina/materials.h"
 #include "modal/lamina/mode_synthesis.h"

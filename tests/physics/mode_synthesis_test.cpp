@@ -1,3 +1,4 @@
+#include "modal/lamina/bank_loading.h"
 #include "modal/lamina/mode_synthesis.h"
 #include "tests/physics/recording_bank.h"
 #include "tests/support/alloc_counter.h"

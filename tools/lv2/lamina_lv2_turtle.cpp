@@ -8,6 +8,7 @@
 // Usage: lamina-lv2-turtle <bundle folder> <plug-in URI> <licence URI> <homepage URI>
 #include "modal/lamina/lamina.h"
 #include "modal/lamina/materials.h"
+#include "modal/lamina/value_texts.h"
 #include "plugin/lamina_plugin.h"
 
 #include <cctype>
