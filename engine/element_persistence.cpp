@@ -75,14 +75,12 @@ void Element::saveParameters(tinyxml2::XMLElement* xml, int& version)
     }
 }
 
-bool Element::loadFromXml(const tinyxml2::XMLElement* xml, const LoadContext& context, int version)
+bool Element::loadFromXml(const tinyxml2::XMLElement* xml, const LoadContext& context, int /*version*/)
 {
     if (xml == nullptr)
         return false;
     if (context.filter && !context.filter(*this))
         return false;
-    if (version != -1)
-        version = xml->IntAttribute((typeName.toString() + "Version").toRawUTF8(), 0);
 
     loadParameters(xml);
 

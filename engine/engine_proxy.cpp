@@ -13,16 +13,15 @@ EngineProxy::EngineProxy(Plugin* owner, Engine* e, bool listensToAll)
     setEngine(e);
 }
 
-EngineProxy::~EngineProxy()
-{
-    unsubscribe();
-}
+EngineProxy::~EngineProxy() = default;
 
 void EngineProxy::setEngine(Engine* newEngine)
 {
     if (newEngine == engine)
         return;
-    unsubscribe();
+    // Nothing to disconnect from the old tree: it may be gone already (a state load drops it first), and its
+    // signals took their connections with them. Connections to a tree that lives on are cut by the Trackable
+    // base when the proxy goes.
     engine = newEngine;
     subscribe();
     rebind();
@@ -43,17 +42,7 @@ void EngineProxy::subscribe()
         for (std::size_t c = 0; c < all[i]->getNumChildren(); ++c)
             all.push_back(all[i]->getChild(c));
     for (auto* element : all)
-    {
         element->signals().parameterChanged.connect(this, &EngineProxy::onParameterChanged);
-        subscribed.push_back(element);
-    }
-}
-
-void EngineProxy::unsubscribe()
-{
-    // The old tree may be gone already (a state load drops it first); its signals took their connections with
-    // them. Connections to a tree that lives on are cut by the Trackable base when the proxy goes.
-    subscribed.clear();
 }
 
 void EngineProxy::rebind()

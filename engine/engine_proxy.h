@@ -73,7 +73,6 @@ public:
 private:
     void onParameterChanged(Element* element, uint32_t parameterId);
     void subscribe();
-    void unsubscribe();
     void rebind();
     static float readValue(const Element& element, uint32_t id);
 
@@ -96,7 +95,6 @@ private:
         Element* bound;
     };
     std::vector<BoundEntry> elementBoundListeners;
-    std::vector<Element*> subscribed;
 
     // Bounded multi-producer queue of records, each cell on its own cache line.
     struct alignas(64) Cell

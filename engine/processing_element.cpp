@@ -245,11 +245,7 @@ int32_t BasicProcessingElement::channelsOfLayout(int32_t layout)
 void BasicProcessingElement::setOutputBus(uint32_t index, AudioBus* bus)
 {
     if (index == 0)
-    {
         mainBus = bus;
-        channelCount = bus != nullptr ? bus->getNumChannels() : 0;
-        channelLayout = channelCount;
-    }
     ProcessingElement::setOutputBus(index, bus);
 }
 
@@ -257,8 +253,6 @@ void BasicProcessingElement::setChannelCounts(uint32_t inputs, uint32_t outputs)
 {
     numInputChannels = inputs;
     numOutputChannels = outputs;
-    inputsSet = true;
-    outputsSet = true;
 }
 
 void BasicProcessingElement::render(ProcessContext& context, uint32_t numSamples,

@@ -129,12 +129,8 @@ public:
 
 protected:
     AudioBus* mainBus = nullptr;
-    int32_t channelCount = 0;
-    int32_t channelLayout = 0;
     uint32_t numInputChannels = 2;
     uint32_t numOutputChannels = 2;
-    bool inputsSet = false;
-    bool outputsSet = false;
     std::atomic<bool> isOffline{false}; // set by the host side, read by the audio and mode threads
 };
 

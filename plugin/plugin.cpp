@@ -102,17 +102,6 @@ LiveInstances& liveInstances()
     return instances;
 }
 
-/** Process-wide start-up: message machinery and licence in the original design; nothing to do here. */
-void processStartUp(int32_t format)
-{
-    static bool started = false;
-    static bool secondStepDone = false;
-    if (!started && format != 1)
-        started = true;
-    if (!secondStepDone && format != 1 && format != 0)
-        secondStepDone = true;
-}
-
 /** The live-plug-in table: the one blocking lock on the audio path, held only for a look-up. */
 struct LivePluginTable
 {
@@ -166,11 +155,7 @@ Plugin::Plugin(int32_t formatCode) : format(formatCode)
                        .getChildFile("User Presets")
                        .getFullPathName();
 
-    auto& instances = liveInstances();
-    const bool wasEmpty = instances.items.empty();
-    instances.add(this);
-    if (wasEmpty)
-        processStartUp(format);
+    liveInstances().add(this);
 }
 
 Plugin::~Plugin()

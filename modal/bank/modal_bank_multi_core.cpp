@@ -32,10 +32,10 @@ uint32_t defaultBankWorkerCount()
     return bankWorkerCount(std::thread::hardware_concurrency());
 }
 
-ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes_,
+ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes,
                                        uint32_t numWorkers, size_t modesPerBank_, uint32_t maxBlockSize,
                                        double /*sampleRate*/)
-    : modesPerBank(modesPerBank_), numOutputs(numOutputs), maxModes(maxModes_)
+    : modesPerBank(modesPerBank_), numOutputs(numOutputs)
 {
     jobSizeIsPowerOfTwo = modesPerBank != 0 && (modesPerBank & (modesPerBank - 1)) == 0;
     while (jobSizeIsPowerOfTwo && (size_t{1} << bankShift) < modesPerBank)

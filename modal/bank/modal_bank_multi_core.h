@@ -90,7 +90,6 @@ private:
     std::atomic<bool> exiting{false};
     size_t numActiveBanks = 0;
     size_t numOutputs;
-    size_t maxModes;
     // Published to workers by the store to nextJob: a worker reads them only after a successful claim.
     std::atomic<const float* const*> currentInputs{nullptr};
     std::atomic<size_t> currentNumSamples{0};

@@ -19,7 +19,6 @@ public:
     float tangent(int i) const { return tangents[static_cast<std::size_t>(i)]; }
 
     void setMonotone(bool shouldBeMonotone) { monotone = shouldBeMonotone; }
-    bool isMonotone() const { return monotone; }
 
     /** Recomputes the tangents from the values; call after changing values and before reading. */
     void buildTangents();

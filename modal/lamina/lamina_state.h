@@ -54,7 +54,6 @@ public:
     /** The inputs of a build, read from the parameter fields. */
     ModeSynthesisInputs snapshotInputs() const;
 
-    bool isPrepared() const { return bank != nullptr; }
     /** The table that the bank runs; audio thread only (or while no block runs). */
     const std::shared_ptr<ModeTable>& getTable() const { return table; }
     uint32_t getModulationCounter() const { return modulationCounter; }

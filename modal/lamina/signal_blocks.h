@@ -16,8 +16,6 @@ struct SampleDelay
     uint32_t writeIndex = 0;
     uint32_t length = 0;
     uint32_t guard = 0;
-    /** 1 is linear, the only kind built. */
-    int32_t interpolation = 1;
 
     /** Allocates for blocks of up to maxBlock samples and delays of up to maxDelay samples. */
     void init(uint32_t maxBlock, uint32_t maxDelay);

@@ -127,7 +127,7 @@ public:
     {
         ++renderCalls;
         renderedGain = static_cast<TestState&>(state).gain;
-        for (int c = 0; c < channelCount; ++c)
+        for (int c = 0; c < mainBus->getNumChannels(); ++c)
             for (uint32_t i = 0; i < numSamples; ++i)
                 channels[c][i] *= 2.0f;
     }
