@@ -7,14 +7,6 @@
 namespace qor
 {
 
-namespace
-{
-bool isTempoSynced(const ParameterDescription<float>& d)
-{
-    return d.unit == 4 || d.unit == 6;
-}
-} // namespace
-
 tinyxml2::XMLElement* Element::saveToXml(tinyxml2::XMLElement* parentXml, const SaveContext& context)
 {
     auto* doc = parentXml->GetDocument();
@@ -117,7 +109,7 @@ void Element::loadParameters(const tinyxml2::XMLElement* xml)
                 if (xml->QueryFloatAttribute(key, &v) != tinyxml2::XML_SUCCESS || !std::isfinite(v))
                     v = fd.defaultValue;
                 else if (fd.range.min <= fd.range.max &&
-                         !(isTempoSynced(fd) && getBoolParameterByName("SyncToHost")))
+                         !(isTempoSyncUnit(fd.unit) && getBoolParameterByName("SyncToHost")))
                     v = juce::jlimit(fd.range.min, fd.range.max, v);
                 setParameterDeferred(d.id, v, false);
                 break;

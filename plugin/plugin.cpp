@@ -149,11 +149,6 @@ Plugin::Plugin(int32_t formatCode) : format(formatCode)
     settingsKey = settingsKeyForFormat(format, definition);
     if (settingsKey.isNotEmpty())
         settings = std::make_unique<SettingsStore>(settingsKey);
-    presetFolder = juce::File::getSpecialLocation(juce::File::userDocumentsDirectory)
-                       .getChildFile("Qor")
-                       .getChildFile(definition.getProductFolder())
-                       .getChildFile("User Presets")
-                       .getFullPathName();
 
     liveInstances().add(this);
 }

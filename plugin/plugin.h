@@ -125,7 +125,6 @@ public:
     const juce::String& getSettingsKey() const { return settingsKey; }
     /** The per-format settings; none for the formats without a key. */
     SettingsStore* getSettings() const { return settings.get(); }
-    const juce::String& getPresetFolder() const { return presetFolder; }
     juce::CriticalSection& getProcessLock() { return processLock; }
 
     /** Instances alive in this process, in order of construction (main thread only). */
@@ -152,7 +151,6 @@ protected:
     uint32_t hostOption = 0;
     juce::String settingsKey;
     std::unique_ptr<SettingsStore> settings;
-    juce::String presetFolder;
     juce::CriticalSection processLock;
     bool signalsDisconnected = false;
 };

@@ -72,15 +72,6 @@ bool queryFinite(const tinyxml2::XMLElement& xml, const char* name, float& out)
     return true;
 }
 
-/** Quality of an old file that stored a mode count: the first row whose limit is at most n, else 1. */
-int32_t qualityOfModeCount(int64_t n)
-{
-    for (const auto& level : qualityLevels)
-        if (level.modeLimit <= static_cast<uint64_t>(std::max<int64_t>(n, 0)))
-            return level.index;
-    return 1;
-}
-
 void setFloatByName(ProcessingElement& element, const char* name, float value)
 {
     const auto id = element.getParameterId(name);
@@ -320,7 +311,7 @@ bool PresetOperations::applyPresetElement(const tinyxml2::XMLElement* xml, const
         const auto n = static_cast<int64_t>(std::clamp(numModes, 0.0, 1.0e15));
         const auto id = element->getParameterId("Quality");
         if (auto* info = element->hasIntParameter(id))
-            element->setParameterDeferred(id, clampTo(info->getTypedDescription(), qualityOfModeCount(n)),
+            element->setParameterDeferred(id, clampTo(info->getTypedDescription(), qualityForModeCount(n)),
                                           false);
     }
 
