@@ -150,7 +150,7 @@ FileStatus ResourceFS::status(const VirtualFile& path)
     const auto* node = find(relativePart(path));
     if (node == nullptr)
         return {};
-    // Folders report isFile too: callers of the original layer rely on it.
+    // Folders in the archive report isFile as well; callers tell folders by isDirectory first.
     return {true, node->FirstChildElement() != nullptr, true, false};
 }
 

@@ -5,11 +5,10 @@
 namespace qor
 {
 
-/** A small per-user store of string settings, kept as an XML file. It stands in for the registry keys of the
-    original design: the key path "SOFTWARE\\QOR\\Lamina\\VST3" names the file "QOR/Lamina/VST3.settings"
-    below the user's application data folder. Every change is written through at once, atomically (a
-    temporary file renamed over the old one). A missing or unreadable file gives an empty store. Safe to use
-    from several threads. */
+/** A small per-user store of string settings, kept as an XML file named after a key path: the key path
+    "SOFTWARE\\QOR\\Lamina\\VST3" names the file "QOR/Lamina/VST3.settings" below the user's application data
+    folder. Every change is written through at once, atomically (a temporary file renamed over the old one). A
+    missing or unreadable file gives an empty store. Safe to use from several threads. */
 class SettingsStore
 {
 public:

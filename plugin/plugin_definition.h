@@ -46,7 +46,6 @@ public:
     virtual uint32_t getNumInputBuses() const { return 0; }
     virtual uint32_t getNumOutputBuses() const { return 1; }
     virtual bool isEffect() const { return true; }
-    virtual bool row14() const { return false; }
     virtual bool isInstrument() const { return false; }
     virtual bool wantsMidi() const { return false; }
     virtual uint32_t getNumAuxOutputs() const { return 0; }
@@ -56,7 +55,6 @@ public:
     virtual std::vector<ChannelConfig> getChannelConfigs() const { return {}; }
     virtual int32_t getEditorWidth() const { return 0; }
     virtual int32_t getEditorHeight() const { return 0; }
-    virtual int32_t row24() const { return 15; }
     virtual uint32_t getPluginCode() const { return 0; }
     virtual juce::String getManufacturerNames() const { return {}; }
     virtual uint32_t getManufacturerCode() const { return 0; }
@@ -68,12 +66,8 @@ public:
     virtual uint32_t getCategory() const { return 0; }
     virtual uint32_t getOtherFormatCode(int which) const;
     virtual juce::String getOtherFormatIdentifier(int) const { return "0000000000000000"; }
-    virtual juce::String row40() const { return {}; }
-    virtual juce::String row41() const { return {}; }
     virtual bool usesLicence() const { return false; }
     virtual bool hidesFromLists() const { return false; }
-    virtual bool row44() const { return false; }
-    virtual bool row45() const { return false; }
 };
 
 class LaminaPluginDefinition final : public PluginDefinition

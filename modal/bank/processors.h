@@ -15,7 +15,7 @@ namespace scalar
 {
 /** Runs the recurrence one mode at a time. On a side with two channels it reads that side's gains as
     interleaved pairs (gains[2k], gains[2k + 1]) while the setters write rows, so mode k hears the gains of
-    other modes: the sound of existing two-channel scalar banks depends on this. */
+    other modes. Changing this reading changes the output of every two-channel scalar bank. */
 template <uint32_t I, uint32_t O>
 class Processor final : public detail::SIMDProcessorBase<float>
 {

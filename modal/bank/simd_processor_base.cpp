@@ -53,7 +53,8 @@ void SIMDProcessorBase<T>::setNumModes(uint32_t count)
     if (count != numModes)
     {
         // Meant to silence the unused lanes of the last group, but the bound never exceeds count, so it does
-        // nothing: those lanes keep running. Kept because the sound of existing tables depends on it.
+        // nothing: those lanes keep running. Silencing them would change the output of every table whose
+        // count is not a multiple of the lane width.
         const auto groupsNeeded =
             static_cast<uint32_t>(std::ceil(static_cast<float>(count) / static_cast<float>(lanes)));
         const uint32_t bound = groupsNeeded < maxModes ? groupsNeeded : maxModes;

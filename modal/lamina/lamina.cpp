@@ -78,9 +78,8 @@ void Lamina::loadParameters(const tinyxml2::XMLElement* xml)
         setClamped(p.aspectRatio, width / height);
     }
 
-    // Files before version 2 stored a mode count. The test picks the first row whose limit does not exceed
-    // the count, so 3000 or more gives "Low": old sessions were saved against that mapping and sound as
-    // saved only with it.
+    // Files before version 2 stored a mode count, read as the preset loader reads it: 3000 or more gives
+    // "Low".
     if (fileVersion < 2)
     {
         const int numModes = xml->IntAttribute("NumModes", 6000);

@@ -229,7 +229,7 @@ ParameterTable buildTable()
              QOR_FLOAT(porousFreq, damping));
     addFloat(ids.bandDamp, "BandDamp", "BandDamp", {}, 0, 1, 1, ParameterUnit::percent, nullptr,
              &formatLaminaPercent, QOR_FLOAT(bandDamp, damping));
-    // Shown as it stands, without scaling by 100: 0.2 reads "0.20 %". Users know the texts this way.
+    // Shown as it stands, without scaling by 100: 0.2 reads "0.20 %".
     addFloat(ids.anisotropy, "Anisotropy", "Anisotropy", "Slightly perturbes the lamina's modes frequencies",
              0, 1, 0.2f, ParameterUnit::plainPercent, nullptr, &formatLaminaPlainPercent,
              QOR_FLOAT(anisotropy, modes));

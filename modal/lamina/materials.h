@@ -34,7 +34,7 @@ inline constexpr LaminaMaterial laminaMaterials[numLaminaMaterials] = {
     {"Aluminium", "Al", 7.0e10, 1e-05, 2700, 0.35, 0.009975, 0.000976, 30, 4500, 100000},
 };
 
-// Kept for completeness of the data; deliberately not selectable.
+// Materials with constants but no place in the Material parameter.
 inline constexpr LaminaMaterial laminaCopper{"Copper", "Cu",     1.2e11, 0.0005, 8960,  0.34,
                                              0.005691, 0.001148, 1,      4500,   100000};
 inline constexpr LaminaMaterial laminaIron{"Iron",   "Fe",      2.11e11, 0.0005, 7874,  0.29,
@@ -72,8 +72,9 @@ inline constexpr QualityLevel qualityLevels[numQualityLevels] = {
 /** A copy of quality row i; an index outside 0..5 is limited to that range. */
 QualityLevel qualityAt(int i);
 
-/** Quality of an old preset that stored a mode count: the first row whose modeLimit is at most n, else 1. As
-   the table ascends this picks "Low" for any n of 3000 or more; old presets depend on that, so keep it. */
+/** Quality of an old file that stored a mode count: the first row whose modeLimit is at most n, else 1. As
+   the table ascends, any n of 3000 or more gives "Low". The element's upgrade and the preset loader share it.
+ */
 int qualityForModeCount(int64_t n);
 
 /** Unscaled sheet size in metres. */

@@ -21,7 +21,7 @@ struct WorkingRow
 };
 
 /** The level is fixed by the first build of the process that reaches the test; later changes of the threshold
-    are not seen. Presets rely on this. */
+    are not seen. */
 float truncationLevel(float thresholdDb)
 {
     static const float level = static_cast<float>(std::pow(10.0, thresholdDb * 0.05));

@@ -408,10 +408,10 @@ TEST(BankFamilies, AgreeOnOneChannelAndScalarReadsPairsOnTwo)
     }
 }
 
-// The group-outer loop of the vector families against the stated sample-outer loop: outputs and states must
-// match bit for bit, block after block, for every member, with spare lanes that hold tables and blocks of odd
-// lengths.
-TEST(BankFamilies, FastLoopIsBitIdenticalToTheStatedLoop)
+// The group-outer loop of the vector families against the sample-outer reference loop: outputs and states
+// must match bit for bit, block after block, for every member, with spare lanes that hold tables and blocks
+// of odd lengths.
+TEST(BankFamilies, FastLoopIsBitIdenticalToTheSampleOuterLoop)
 {
     using Reference = void (*)(detail::VectorProcessorBase&, uint32_t, uint32_t, float* const*,
                                const float* const*, uint32_t);

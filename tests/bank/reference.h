@@ -7,7 +7,7 @@
 namespace qor::test
 {
 
-/** The vector families' block exactly as stated: for each sample, every group in turn with 8-lane
+/** The vector families' block one sample at a time: for each sample, every group in turn with 8-lane
    accumulators, then the fixed horizontal-sum tree and a masked store of lane 0. Runs on the tables of bank.
  */
 void referenceProcessAvx(detail::VectorProcessorBase& bank, uint32_t numInputs, uint32_t numOutputs,

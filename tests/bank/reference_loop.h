@@ -1,7 +1,7 @@
 #pragma once
 
-// The stated vector loop, one sample at a time through every group. Included only by the two reference files,
-// each compiled for its family's instruction set, with that family's arithmetic as Ops.
+// The sample-outer vector loop, one sample at a time through every group. Included only by the two reference
+// files, each compiled for its family's instruction set, with that family's arithmetic as Ops.
 
 #include "modal/bank/simd_processor_base.h"
 
