@@ -1,7 +1,7 @@
 #include "engine/audio_bus.h"
 #include "modal/bank/modal_bank_multi_core.h"
 #include "modal/lamina/bank_loading.h"
-#include "modal/lamina/lamina_state.h"
+#include "tests/lamina/lamina_probe.h"
 
 #include <juce_audio_basics/juce_audio_basics.h>
 
@@ -73,18 +73,18 @@ void BM_LoadBank_20000(benchmark::State& state)
 void BM_UpdateModulation_20000(benchmark::State& state)
 {
     PreparedLamina rig(256);
-    auto& laminaState = rig.lamina->getLaminaState();
+    auto& laminaState = qor::LaminaProbe::processState(*rig.lamina);
     rig.lamina->setParameter(Lamina::ids().modulation, 1.0f);
     for (auto _ : state)
-        laminaState.updateModulation(1024);
-    state.counters["modes"] = static_cast<double>(laminaState.getTable()->size());
+        qor::LaminaProbe::updateModulation(laminaState, 1024);
+    state.counters["modes"] = static_cast<double>(qor::LaminaProbe::table(laminaState)->size());
 }
 
 /** One block of 256 samples at 48 kHz, the whole path, once the first build has been taken over. */
 void BM_RenderBlock_256_Insane(benchmark::State& state)
 {
     PreparedLamina rig(256);
-    auto& stats = *rig.lamina->getLaminaState().getStats();
+    auto& stats = *qor::LaminaProbe::stats(qor::LaminaProbe::processState(*rig.lamina));
     while (stats.takeOvers.load() == 0)
     {
         rig.process(256);
@@ -100,7 +100,8 @@ void BM_RenderBlock_256_Insane(benchmark::State& state)
         ++n;
         rig.process(256);
     }
-    state.counters["modes"] = static_cast<double>(rig.lamina->getLaminaState().getTable()->size());
+    state.counters["modes"] =
+        static_cast<double>(qor::LaminaProbe::table(qor::LaminaProbe::processState(*rig.lamina))->size());
 }
 
 BENCHMARK(BM_LoadBank_20000)->Unit(benchmark::kMicrosecond);

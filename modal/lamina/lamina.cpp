@@ -19,16 +19,6 @@ Lamina::Lamina(const juce::String& instanceName) : BasicProcessingElement("Lamin
 
 Lamina::~Lamina() = default;
 
-Lamina::State& Lamina::getLaminaState() const
-{
-    return static_cast<State&>(*processState);
-}
-
-Lamina::State& Lamina::getLaminaControlState() const
-{
-    return static_cast<State&>(*controlState);
-}
-
 void Lamina::registerType()
 {
     ElementRegistry::add({"Lamina", "Lamina",
@@ -96,12 +86,12 @@ void Lamina::renderInPlace(ProcessContext& context, ProcessingElementState& stat
 
 void Lamina::attachInputAnalyser(std::shared_ptr<AnalyserRing> ring)
 {
-    getLaminaState().attachInputAnalyser(std::move(ring));
+    static_cast<State&>(*processState).attachInputAnalyser(std::move(ring));
 }
 
 void Lamina::attachOutputAnalyser(std::shared_ptr<AnalyserRing> ring)
 {
-    getLaminaState().attachOutputAnalyser(std::move(ring));
+    static_cast<State&>(*processState).attachOutputAnalyser(std::move(ring));
 }
 
 } // namespace qor

@@ -2,7 +2,6 @@
 
 #include "engine/processing_element.h"
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -47,22 +46,6 @@ public:
     /** The fixed order served by resolveParameterId: id of the parameter at each running index. */
     static const std::vector<uint32_t>& parameterOrder();
 
-    /** Counters of the hand-over, for tests and diagnostics. Shared, so that they outlive the state. */
-    struct Stats
-    {
-        std::atomic<uint32_t> requests{0};
-        std::atomic<uint32_t> buildsStarted{0};
-        std::atomic<uint32_t> buildsFinished{0};
-        std::atomic<uint32_t> takeOvers{0};
-        std::atomic<uint32_t> modulationUpdates{0};
-        std::atomic<uint32_t> lastModulationElapsed{0};
-        /** Samples rendered by the process state, and where in that count the last request and take-over
-            fell (at the head of their block). */
-        std::atomic<uint64_t> samplesRendered{0};
-        std::atomic<uint64_t> lastRequestSample{0};
-        std::atomic<uint64_t> lastTakeOverSample{0};
-    };
-
     class State;
 
     explicit Lamina(const juce::String& name = "Lamina");
@@ -82,14 +65,14 @@ public:
     void renderInPlace(ProcessContext& context, ProcessingElementState& state, uint32_t numSamples,
                        float* const* channels, bool& isSilent) override;
 
-    State& getLaminaState() const;
-    State& getLaminaControlState() const;
-
     /** An editor's analyser rings; the element keeps weak references only. */
     void attachInputAnalyser(std::shared_ptr<AnalyserRing> ring);
     void attachOutputAnalyser(std::shared_ptr<AnalyserRing> ring);
 
 private:
+    /** The descriptions, setters and getters of every parameter, built once (lamina_parameters.cpp). */
+    struct ParameterTable;
+
     /** Adds the parameter table's entries and gives both states their defaults. */
     void addParameters();
 };

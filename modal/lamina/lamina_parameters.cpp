@@ -23,20 +23,6 @@ enum DirtyFlag : uint8_t
     lowCut = 16
 };
 
-void raise(State& s, uint8_t flags)
-{
-    if ((flags & modes) != 0)
-        s.modesDirty.store(1);
-    if ((flags & damping) != 0)
-        s.dampingDirty.store(1);
-    if ((flags & eq) != 0)
-        s.eqDirty.store(1);
-    if ((flags & gains) != 0)
-        s.gainsDirty.store(1);
-    if ((flags & lowCut) != 0)
-        s.lowCutDirty.store(1);
-}
-
 State& stateOf(ElementState* s)
 {
     return static_cast<State&>(*s);
@@ -46,56 +32,11 @@ const State& stateOf(const ElementState* s)
     return static_cast<const State&>(*s);
 }
 
-template <typename T, RelaxedAtomic<T> State::*field, uint8_t flags>
-void setField(Element&, ElementState* s, const uint16_t*, T value)
-{
-    auto& state = stateOf(s);
-    state.*field = value;
-    raise(state, flags);
-}
-
 template <typename T, RelaxedAtomic<T> State::*field>
 T getField(const Element&, const ElementState* s, const uint16_t*)
 {
     return stateOf(s).*field;
 }
-
-void setBandDecay(Element&, ElementState* s, const uint16_t* indices, float value)
-{
-    auto& state = stateOf(s);
-    state.bandDecay[indices[0]] = value;
-    raise(state, damping);
-}
-float getBandDecay(const Element&, const ElementState* s, const uint16_t* indices)
-{
-    return stateOf(s).bandDecay[indices[0]];
-}
-void setBandGain(Element&, ElementState* s, const uint16_t* indices, float value)
-{
-    auto& state = stateOf(s);
-    state.bandGain[indices[0]] = value;
-    raise(state, eq);
-}
-float getBandGain(const Element&, const ElementState* s, const uint16_t* indices)
-{
-    return stateOf(s).bandGain[indices[0]];
-}
-
-template <typename T>
-struct Entry
-{
-    std::shared_ptr<const ParameterDescription<T>> description;
-    typename ParameterInfo<T>::Setter setter;
-    typename ParameterInfo<T>::Getter getter;
-    int index;
-};
-
-struct ParameterTable
-{
-    std::vector<std::variant<Entry<float>, Entry<int32_t>, Entry<bool>>> entries;
-    Lamina::ParameterIds ids{};
-    std::vector<uint32_t> order;
-};
 
 std::shared_ptr<ParameterMapper> conformal(float min, float max, float middle)
 {
@@ -106,7 +47,80 @@ std::shared_ptr<ParameterMapper> logMapper(float min, float max, float offset)
     return std::make_shared<LogMapper>(min, max, offset);
 }
 
-ParameterTable buildTable()
+} // namespace
+
+/** Every parameter's description with its setter and getter, and the order of running indices. The setters
+    raise the state's dirty flags, which only the element and its own types may touch. */
+struct Lamina::ParameterTable
+{
+    template <typename T>
+    struct Entry
+    {
+        std::shared_ptr<const ParameterDescription<T>> description;
+        typename ParameterInfo<T>::Setter setter;
+        typename ParameterInfo<T>::Getter getter;
+        int index;
+    };
+
+    std::vector<std::variant<Entry<float>, Entry<int32_t>, Entry<bool>>> entries;
+    ParameterIds ids{};
+    std::vector<uint32_t> order;
+
+    /** Built on first use: the descriptions are registered in table order. */
+    static const ParameterTable& get()
+    {
+        static const ParameterTable table = build();
+        return table;
+    }
+
+private:
+    static ParameterTable build();
+
+    static void raise(State& s, uint8_t flags)
+    {
+        if ((flags & modes) != 0)
+            s.modesDirty.store(1);
+        if ((flags & damping) != 0)
+            s.dampingDirty.store(1);
+        if ((flags & eq) != 0)
+            s.eqDirty.store(1);
+        if ((flags & gains) != 0)
+            s.gainsDirty.store(1);
+        if ((flags & lowCut) != 0)
+            s.lowCutDirty.store(1);
+    }
+
+    template <typename T, RelaxedAtomic<T> State::*field, uint8_t flags>
+    static void setField(Element&, ElementState* s, const uint16_t*, T value)
+    {
+        auto& state = stateOf(s);
+        state.*field = value;
+        raise(state, flags);
+    }
+
+    static void setBandDecay(Element&, ElementState* s, const uint16_t* indices, float value)
+    {
+        auto& state = stateOf(s);
+        state.bandDecay[indices[0]] = value;
+        raise(state, damping);
+    }
+    static float getBandDecay(const Element&, const ElementState* s, const uint16_t* indices)
+    {
+        return stateOf(s).bandDecay[indices[0]];
+    }
+    static void setBandGain(Element&, ElementState* s, const uint16_t* indices, float value)
+    {
+        auto& state = stateOf(s);
+        state.bandGain[indices[0]] = value;
+        raise(state, eq);
+    }
+    static float getBandGain(const Element&, const ElementState* s, const uint16_t* indices)
+    {
+        return stateOf(s).bandGain[indices[0]];
+    }
+};
+
+Lamina::ParameterTable Lamina::ParameterTable::build()
 {
     // The built-in parameters of every processing element take the lowest ids and stand first in a file.
     juce::ignoreUnused(ProcessingElement::bypassParameterId(), ProcessingElement::roleParameterId());
@@ -320,28 +334,20 @@ ParameterTable buildTable()
     return t;
 }
 
-const ParameterTable& parameterTable()
-{
-    static const ParameterTable table = buildTable();
-    return table;
-}
-
-} // namespace
-
 const Lamina::ParameterIds& Lamina::ids()
 {
-    return parameterTable().ids;
+    return ParameterTable::get().ids;
 }
 
 const std::vector<uint32_t>& Lamina::parameterOrder()
 {
-    return parameterTable().order;
+    return ParameterTable::get().order;
 }
 
 void Lamina::addParameters()
 {
     // Both states start from the parameter defaults, not from their own initial fields.
-    for (const auto& entry : parameterTable().entries)
+    for (const auto& entry : ParameterTable::get().entries)
         std::visit(
             [this](const auto& e)
             {

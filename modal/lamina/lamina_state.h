@@ -24,10 +24,6 @@ namespace qor
 class Lamina::State final : public ProcessingElementState
 {
 public:
-    using ModeParams = LaminaModeParams;
-    using ModeTable = LaminaModeTable;
-    class ModeThread;
-
     explicit State(Lamina* owner);
     /** Ends the mode thread (waiting for a build under way), then releases the tables and the bank. */
     ~State() override;
@@ -41,6 +37,27 @@ public:
     /** One block in place on the host's channels: table control, then the signal path in chunks. */
     void render(ProcessContext& context, uint32_t numSamples, float* const* channels);
 
+private:
+    friend class Lamina;
+    /** The tests' and benchmarks' view of the state (tests/lamina/lamina_probe.h). */
+    friend struct LaminaProbe;
+
+    /** Counters of the hand-over and the modulation. Shared, so that they outlive the state. */
+    struct Stats
+    {
+        std::atomic<uint32_t> requests{0};
+        std::atomic<uint32_t> buildsStarted{0};
+        std::atomic<uint32_t> buildsFinished{0};
+        std::atomic<uint32_t> takeOvers{0};
+        std::atomic<uint32_t> modulationUpdates{0};
+        std::atomic<uint32_t> lastModulationElapsed{0};
+        /** Samples rendered by the process state, and where in that count the last request and take-over
+            fell (at the head of their block). */
+        std::atomic<uint64_t> samplesRendered{0};
+        std::atomic<uint64_t> lastRequestSample{0};
+        std::atomic<uint64_t> lastTakeOverSample{0};
+    };
+
     /** Moves every pole's frequency by its own slow random oscillator, `elapsedSamples` on. */
     void updateModulation(uint32_t elapsedSamples);
     /** Pushes the running table into the bank: count, poles, gains. */
@@ -53,13 +70,6 @@ public:
 
     /** The inputs of a build, read from the parameter fields. */
     ModeSynthesisInputs snapshotInputs() const;
-
-    /** The table that the bank runs; audio thread only (or while no block runs). */
-    const std::shared_ptr<ModeTable>& getTable() const { return table; }
-    uint32_t getModulationCounter() const { return modulationCounter; }
-    int32_t getRecomputeHoldoff() const { return recomputeHoldoff; }
-    const std::shared_ptr<Stats>& getStats() const { return stats; }
-    const Biquad& getLowCut(uint32_t channel) const { return lowCut[channel]; }
 
     // Parameter fields, written by the setters from whichever thread applies a value, read by the audio
     // thread and by builds on the mode thread.
@@ -91,8 +101,9 @@ public:
     std::atomic<uint8_t> computeRequested{0};
     std::atomic<uint8_t> computeDone{0};
 
-private:
-    friend class Lamina;
+    using ModeParams = LaminaModeParams;
+    using ModeTable = LaminaModeTable;
+    class ModeThread;
 
     void tableControl(ProcessContext& context, uint32_t numSamples);
     void takeOver();

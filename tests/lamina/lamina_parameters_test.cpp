@@ -1,5 +1,5 @@
-#include "modal/lamina/lamina_state.h"
 #include "modal/lamina/value_texts.h"
+#include "tests/lamina/lamina_probe.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
@@ -213,20 +213,9 @@ TEST(LaminaParameters, RangesDefaultsUnitsAndMappers)
 TEST(LaminaParameters, SettersRaiseTheFlagsOfTheirTable)
 {
     Lamina lamina;
-    auto& s = lamina.getLaminaState();
-    auto clearAll = [&s]
-    {
-        s.modesDirty = 0;
-        s.dampingDirty = 0;
-        s.eqDirty = 0;
-        s.gainsDirty = 0;
-        s.lowCutDirty = 0;
-    };
-    auto flags = [&s]
-    {
-        return std::array<int, 5>{s.modesDirty.load(), s.dampingDirty.load(), s.eqDirty.load(),
-                                  s.gainsDirty.load(), s.lowCutDirty.load()};
-    };
+    auto& s = LaminaProbe::processState(lamina);
+    auto clearAll = [&s] { LaminaProbe::clearDirtyFlags(s); };
+    auto flags = [&s] { return LaminaProbe::dirtyFlags(s); };
     using F = std::array<int, 5>;
     const F modes{1, 0, 0, 0, 0}, damping{0, 1, 0, 0, 0}, eq{0, 0, 1, 0, 0}, gains{0, 0, 0, 1, 0},
         lowCut{0, 0, 0, 0, 1}, none{0, 0, 0, 0, 0};
@@ -276,8 +265,8 @@ TEST(LaminaParameters, SettersRaiseTheFlagsOfTheirTable)
         EXPECT_EQ(flags(), expected) << ParameterDescriptions::find(id)->name;
     }
     // An immediate set reaches both states.
-    EXPECT_EQ(lamina.getLaminaControlState().area.load(), 0.5f);
-    EXPECT_EQ(s.area.load(), 0.5f);
+    EXPECT_EQ(LaminaProbe::value<float>(lamina, LaminaProbe::controlState(lamina), ids().area), 0.5f);
+    EXPECT_EQ(LaminaProbe::value<float>(lamina, s, ids().area), 0.5f);
 }
 
 TEST(LaminaParameters, ResolvesRunningIndices)
@@ -349,7 +338,7 @@ TEST(LaminaParameters, UpgradesOldFiles)
 
     // The upgrade reaches the process state at the next block, like every load.
     v2->syncParameters(v2->getControlState());
-    EXPECT_EQ(v2->getLaminaState().quality.load(), 4);
+    EXPECT_EQ(LaminaProbe::value<int32_t>(*v2, LaminaProbe::processState(*v2), ids().quality), 4);
 }
 
 TEST(LaminaParameters, SessionSettingsSurviveAPresetLoad)

@@ -96,7 +96,7 @@ TEST(LaminaRender, CleanWetPathIsTheBankBehindThePredelay)
         rig.process(p, block);
     }
 
-    const auto& table = *rig.state().getTable();
+    const auto& table = *LaminaProbe::table(rig.state());
     ASSERT_GT(table.size(), 100u);
     ModalBankMultiCore reference(2, 2, 20000, 0, 128, 8192, 48000);
     MonotoneCubicTable flat;
@@ -165,7 +165,7 @@ TEST(LaminaRender, LowCutFollowsItsParametersAndPassesAtZeroDecibels)
     LaminaRig rig(smallSheet());
     auto response = [&rig](double normalised)
     {
-        const auto& f = rig.state().getLowCut(0);
+        const auto& f = LaminaProbe::lowCut(rig.state(), 0);
         const std::complex<double> z = std::polar(1.0, 2.0 * juce::MathConstants<double>::pi * normalised);
         const auto zi = 1.0 / z;
         return std::abs((double(f.b0) + double(f.b1) * zi + double(f.b2) * zi * zi) /
@@ -194,17 +194,17 @@ TEST(LaminaRender, ModulationRunsInChunksOf1024)
     // Without modulation a long block is one chunk and the counter stands still.
     rig.process(5000);
     EXPECT_EQ(stats.modulationUpdates.load(), 0u);
-    EXPECT_EQ(rig.state().getModulationCounter(), 0u);
+    EXPECT_EQ(LaminaProbe::modulationCounter(rig.state()), 0u);
 
     rig.lamina->setParameter(ids().modulation, 0.5f);
     rig.process(5000);
     EXPECT_EQ(stats.modulationUpdates.load(), 4u);
     EXPECT_EQ(stats.lastModulationElapsed.load(), 1024u);
-    EXPECT_EQ(rig.state().getModulationCounter(), 904u);
+    EXPECT_EQ(LaminaProbe::modulationCounter(rig.state()), 904u);
 
     // Blocks of 256 carry the count over: the update runs at the head of every fourth block.
     rig.process(120); // 1024 counted now
-    EXPECT_EQ(rig.state().getModulationCounter(), 1024u);
+    EXPECT_EQ(LaminaProbe::modulationCounter(rig.state()), 1024u);
     std::vector<uint32_t> updateBlocks;
     for (uint32_t b = 0; b < 12; ++b)
     {
@@ -234,14 +234,14 @@ TEST(LaminaRender, EmptyBlockMovesNothing)
     LaminaRig rig(smallSheet());
     rig.lamina->setParameter(ids().modulation, 0.5f);
     rig.process(500);
-    const auto counter = rig.state().getModulationCounter();
+    const auto counter = LaminaProbe::modulationCounter(rig.state());
     const auto rendered = rig.stats().samplesRendered.load();
     float left = 0.25f, right = -0.5f;
     float* p[2] = {&left, &right};
     rig.process(p, 0);
     EXPECT_EQ(left, 0.25f);
     EXPECT_EQ(right, -0.5f);
-    EXPECT_EQ(rig.state().getModulationCounter(), counter);
+    EXPECT_EQ(LaminaProbe::modulationCounter(rig.state()), counter);
     EXPECT_EQ(rig.stats().samplesRendered.load(), rendered);
 }
 

@@ -2,7 +2,7 @@
 
 #include "engine/audio_bus.h"
 #include "engine/process_context.h"
-#include "modal/lamina/lamina_state.h"
+#include "tests/lamina/lamina_probe.h"
 
 #include <juce_audio_basics/juce_audio_basics.h>
 
@@ -76,8 +76,8 @@ public:
         return out;
     }
 
-    Lamina::State& state() { return lamina->getLaminaState(); }
-    const Lamina::Stats& stats() { return *state().getStats(); }
+    Lamina::State& state() { return LaminaProbe::processState(*lamina); }
+    const LaminaProbe::Stats& stats() { return *LaminaProbe::stats(state()); }
 
     void setOffline(bool offline) { context.timeInfo.isOffline = offline; }
 

@@ -39,8 +39,8 @@ LaminaRig::Options smallSheet(bool offline)
 void settle(LaminaRig& rig)
 {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while ((rig.stats().takeOvers.load() == 0 || rig.state().getRecomputeHoldoff() > 0 ||
-            rig.state().modesDirty.load() != 0) &&
+    while ((rig.stats().takeOvers.load() == 0 || LaminaProbe::recomputeHoldoff(rig.state()) > 0 ||
+            LaminaProbe::dirtyFlags(rig.state())[0] != 0) &&
            std::chrono::steady_clock::now() < deadline)
         rig.process(256);
     ASSERT_GE(rig.stats().takeOvers.load(), 1u);
@@ -123,15 +123,15 @@ TEST(LaminaModeThread, GeometryLockHoldsBuildsBackAndItsReleaseAsksAtOnce)
     for (int b = 0; b < 30; ++b)
         rig.process(256);
     EXPECT_EQ(stats.requests.load(), requests);
-    EXPECT_EQ(rig.state().modesDirty.load(), 1);
-    EXPECT_EQ(rig.state().area.load(), 0.9f);
+    EXPECT_EQ(LaminaProbe::dirtyFlags(rig.state())[0], 1);
+    EXPECT_EQ(LaminaProbe::value<float>(*rig.lamina, rig.state(), ids().area), 0.9f);
 
     // Damping still acts on the running modes under the lock.
-    const auto table = rig.state().getTable();
+    const auto table = LaminaProbe::table(rig.state());
     const double before = (*table)[table->size() / 2].decayRate;
     rig.lamina->setParameterDeferred(ids().decay, 0.5f, true);
     rig.process(256);
-    EXPECT_EQ(rig.state().getTable(), table);
+    EXPECT_EQ(LaminaProbe::table(rig.state()), table);
     EXPECT_GT((*table)[table->size() / 2].decayRate, before * 1.5);
 
     rig.lamina->setParameterDeferred(ids().geometryLock, false, true);
@@ -145,16 +145,16 @@ TEST(LaminaModeThread, OfflineTakesAGeometryChangeInTheVeryBlock)
     rig.process(256);
     const auto& stats = rig.stats();
     ASSERT_EQ(stats.takeOvers.load(), 1u);
-    while (rig.state().getRecomputeHoldoff() > 0)
+    while (LaminaProbe::recomputeHoldoff(rig.state()) > 0)
         rig.process(256);
 
     rig.lamina->setParameterDeferred(ids().area, 1.0f, true);
     rig.process(256);
     EXPECT_EQ(stats.takeOvers.load(), 2u);
     EXPECT_EQ(stats.lastRequestSample.load(), stats.lastTakeOverSample.load());
-    auto inputs = rig.state().snapshotInputs();
+    auto inputs = LaminaProbe::snapshotInputs(rig.state());
     EXPECT_EQ(inputs.area, 1.0f);
-    EXPECT_EQ(rig.state().getTable()->size(), computeModeTable(inputs)->size());
+    EXPECT_EQ(LaminaProbe::table(rig.state())->size(), computeModeTable(inputs)->size());
 
     // A change inside the hold-off waits for it, counted in rendered samples: the request comes at the head
     // of the first block that finds the 2400 samples run out.
@@ -167,7 +167,7 @@ TEST(LaminaModeThread, OfflineTakesAGeometryChangeInTheVeryBlock)
     }
     EXPECT_EQ(blocks, (holdoffAt48k + 255) / 256 + 1);
     EXPECT_EQ(stats.takeOvers.load(), 3u);
-    EXPECT_EQ(rig.state().area.load(), 1.2f);
+    EXPECT_EQ(LaminaProbe::value<float>(*rig.lamina, rig.state(), ids().area), 1.2f);
 }
 
 TEST(LaminaModeThread, DestroyingTheElementWaitsForTheBuild)
@@ -181,7 +181,7 @@ TEST(LaminaModeThread, DestroyingTheElementWaitsForTheBuild)
         l.setParameter(ids().aspectRatio, 1.0f);
     };
     auto rig = std::make_unique<LaminaRig>(options);
-    const auto stats = rig->state().getStats();
+    const auto stats = LaminaProbe::stats(rig->state());
     rig->process(256); // modes start dirty: this block asks for a build
     ASSERT_EQ(stats->requests.load(), 1u);
     while (stats->buildsStarted.load() == 0)
