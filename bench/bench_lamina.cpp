@@ -1,7 +1,7 @@
 #include "engine/audio_bus.h"
 #include "modal/bank/modal_bank_multi_core.h"
 #include "modal/lamina/bank_loading.h"
-#include "tests/lamina/lamina_probe.h"
+#include "tests/support/lamina_probe.h"
 
 #include <juce_audio_basics/juce_audio_basics.h>
 

@@ -39,7 +39,7 @@ public:
 
 private:
     friend class Lamina;
-    /** The tests' and benchmarks' view of the state (tests/lamina/lamina_probe.h). */
+    /** The tests' and benchmarks' view of the state (tests/support/lamina_probe.h). */
     friend struct LaminaProbe;
 
     /** Counters of the hand-over and the modulation. Shared, so that they outlive the state. */

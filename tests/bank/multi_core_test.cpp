@@ -1,5 +1,6 @@
 #include "modal/bank/modal_bank_multi_core.h"
 #include "tests/support/alloc_counter.h"
+#include "tests/support/channels.h"
 
 #include <gtest/gtest.h>
 
@@ -20,20 +21,7 @@ constexpr double sampleRate = 48000.0;
 constexpr double pi = 3.141592653589793;
 constexpr uint32_t perBank = 128;
 
-struct Signal
-{
-    Signal(uint32_t numChannels, uint32_t numSamples)
-        : data(numChannels, std::vector<float>(numSamples, 0.0f))
-    {
-        for (auto& channel : data)
-            pointers.push_back(channel.data());
-    }
-    float* const* write() { return pointers.data(); }
-    const float* const* read() const { return pointers.data(); }
-
-    std::vector<std::vector<float>> data;
-    std::vector<float*> pointers;
-};
+using Signal = test::Channels;
 
 /** Every mode an integrator (c = 1, s = 0) with unit gains below count and zero gains above: an impulse then
     gives, at every sample, the number of modes that actually run. */

@@ -3,6 +3,7 @@
 #include "modal/bank/processors.h"
 #include "tests/bank/reference.h"
 #include "tests/support/alloc_counter.h"
+#include "tests/support/channels.h"
 
 #include <gtest/gtest.h>
 #include <juce_core/juce_core.h>
@@ -45,23 +46,7 @@ struct Layout
 };
 const Layout layouts[] = {{1, 1}, {1, 2}, {2, 1}, {2, 2}};
 
-/** Channels of audio with the pointer arrays the bank takes. */
-struct Signal
-{
-    Signal(uint32_t numChannels, uint32_t numSamples)
-        : data(numChannels, std::vector<float>(numSamples, 0.0f))
-    {
-        for (auto& channel : data)
-            pointers.push_back(channel.data());
-    }
-    float* const* write() { return pointers.data(); }
-    const float* const* read() const { return pointers.data(); }
-    std::vector<float>& operator[](size_t channel) { return data[channel]; }
-    const std::vector<float>& operator[](size_t channel) const { return data[channel]; }
-
-    std::vector<std::vector<float>> data;
-    std::vector<float*> pointers;
-};
+using Signal = test::Channels;
 
 void setPole(IModalBank& bank, uint32_t mode, double decayRate, double omega)
 {

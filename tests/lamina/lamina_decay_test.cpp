@@ -1,4 +1,4 @@
-#include "tests/lamina/lamina_rig.h"
+#include "tests/support/lamina_rig.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 #include "modal/lamina/value_texts.h"
-#include "tests/lamina/lamina_probe.h"
+#include "tests/support/lamina_rig.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
@@ -11,10 +11,7 @@ namespace qor
 namespace
 {
 
-const Lamina::ParameterIds& ids()
-{
-    return Lamina::ids();
-}
+using test::ids;
 
 TEST(LaminaFormat, TimeRatioFrequencyAndPercentTexts)
 {

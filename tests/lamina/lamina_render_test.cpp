@@ -1,7 +1,7 @@
 #include "modal/bank/modal_bank_multi_core.h"
 #include "modal/lamina/bank_loading.h"
-#include "tests/lamina/lamina_rig.h"
 #include "tests/support/alloc_counter.h"
+#include "tests/support/lamina_rig.h"
 
 #include <gtest/gtest.h>
 
@@ -13,35 +13,11 @@ namespace qor
 namespace
 {
 
+using test::ids;
 using test::LaminaRig;
 using test::noise;
-
-const Lamina::ParameterIds& ids()
-{
-    return Lamina::ids();
-}
-
-/** A small sheet without perturbation: its table is the same on every thread, and cheap to build. */
-LaminaRig::Options smallSheet(bool offline = true)
-{
-    LaminaRig::Options o;
-    o.offline = offline;
-    o.configure = [](Lamina& l)
-    {
-        l.setParameter(ids().quality, int32_t{0});
-        l.setParameter(ids().area, 0.6f);
-        l.setParameter(ids().anisotropy, 0.0f);
-    };
-    return o;
-}
-
-double peak(const std::vector<float>& v)
-{
-    double m = 0;
-    for (float x : v)
-        m = std::max(m, std::fabs(static_cast<double>(x)));
-    return m;
-}
+using test::peak;
+using test::smallSheet;
 
 TEST(LaminaRender, MixZeroPassesTheInputUntouched)
 {

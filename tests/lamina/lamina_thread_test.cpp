@@ -1,4 +1,4 @@
-#include "tests/lamina/lamina_rig.h"
+#include "tests/support/lamina_rig.h"
 
 #include <gtest/gtest.h>
 
@@ -12,28 +12,12 @@ namespace qor
 namespace
 {
 
+using test::allFinite;
+using test::ids;
 using test::LaminaRig;
-
-const Lamina::ParameterIds& ids()
-{
-    return Lamina::ids();
-}
+using test::smallSheet;
 
 constexpr int32_t holdoffAt48k = 2400; // 50 ms
-
-LaminaRig::Options smallSheet(bool offline)
-{
-    LaminaRig::Options o;
-    o.offline = offline;
-    o.maxBlockSize = 256;
-    o.configure = [](Lamina& l)
-    {
-        l.setParameter(ids().quality, int32_t{0});
-        l.setParameter(ids().area, 0.6f);
-        l.setParameter(ids().anisotropy, 0.0f);
-    };
-    return o;
-}
 
 /** Renders blocks until the first build (asked for by the first block) has been taken over. */
 void settle(LaminaRig& rig)
@@ -46,17 +30,9 @@ void settle(LaminaRig& rig)
     ASSERT_GE(rig.stats().takeOvers.load(), 1u);
 }
 
-bool allFinite(const std::vector<float>& v)
-{
-    for (float x : v)
-        if (!std::isfinite(x))
-            return false;
-    return true;
-}
-
 TEST(LaminaModeThread, AreaSweepBuildsOneAtATimeWithTheHoldOffBetween)
 {
-    LaminaRig rig(smallSheet(false));
+    LaminaRig rig(smallSheet(false, 256));
     const auto& stats = rig.stats();
 
     std::atomic<bool> running{true};
@@ -112,7 +88,7 @@ TEST(LaminaModeThread, AreaSweepBuildsOneAtATimeWithTheHoldOffBetween)
 
 TEST(LaminaModeThread, GeometryLockHoldsBuildsBackAndItsReleaseAsksAtOnce)
 {
-    LaminaRig rig(smallSheet(false));
+    LaminaRig rig(smallSheet(false, 256));
     settle(rig);
     const auto& stats = rig.stats();
     const auto requests = stats.requests.load();
@@ -141,7 +117,7 @@ TEST(LaminaModeThread, GeometryLockHoldsBuildsBackAndItsReleaseAsksAtOnce)
 
 TEST(LaminaModeThread, OfflineTakesAGeometryChangeInTheVeryBlock)
 {
-    LaminaRig rig(smallSheet(true));
+    LaminaRig rig(smallSheet(true, 256));
     rig.process(256);
     const auto& stats = rig.stats();
     ASSERT_EQ(stats.takeOvers.load(), 1u);
@@ -194,7 +170,7 @@ TEST(LaminaModeThread, DestroyingTheElementWaitsForTheBuild)
 
 TEST(LaminaModeThread, SettersFromAnotherThreadWhileRendering)
 {
-    LaminaRig rig(smallSheet(false));
+    LaminaRig rig(smallSheet(false, 256));
     std::atomic<bool> running{true};
     std::thread host(
         [&]

@@ -2,10 +2,12 @@
 
 #include "engine/audio_bus.h"
 #include "engine/process_context.h"
-#include "tests/lamina/lamina_probe.h"
+#include "tests/support/lamina_probe.h"
 
 #include <juce_audio_basics/juce_audio_basics.h>
 
+#include <algorithm>
+#include <cmath>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -87,6 +89,44 @@ public:
     std::unique_ptr<Lamina> lamina;
     std::vector<std::vector<float>> channels;
 };
+
+/** The sheet's parameter ids. */
+inline const Lamina::ParameterIds& ids()
+{
+    return Lamina::ids();
+}
+
+/** A small sheet without perturbation ("Low", the smallest area, no anisotropy): its table is the same on
+    every thread, and cheap to build. */
+inline LaminaRig::Options smallSheet(bool offline = true, uint32_t maxBlockSize = 512)
+{
+    LaminaRig::Options o;
+    o.offline = offline;
+    o.maxBlockSize = maxBlockSize;
+    o.configure = [](Lamina& l)
+    {
+        l.setParameter(ids().quality, int32_t{0});
+        l.setParameter(ids().area, 0.6f);
+        l.setParameter(ids().anisotropy, 0.0f);
+    };
+    return o;
+}
+
+inline double peak(const std::vector<float>& v)
+{
+    double m = 0;
+    for (float x : v)
+        m = std::max(m, std::fabs(static_cast<double>(x)));
+    return m;
+}
+
+inline bool allFinite(const std::vector<float>& v)
+{
+    for (float x : v)
+        if (!std::isfinite(x))
+            return false;
+    return true;
+}
 
 /** Uniform noise from a fixed seed. */
 inline std::vector<float> noise(size_t length, float amplitude, uint32_t seed)
