@@ -24,45 +24,16 @@ public:
     int gainWrites = 0;
 };
 
-std::shared_ptr<ParameterDescription<float>> floatDescription(const char* name, float min, float max,
-                                                              float def)
-{
-    auto d = std::make_shared<ParameterDescription<float>>();
-    d->name = name;
-    d->type = ParameterType::Float;
-    d->flags = ParameterFlags::isSaved;
-    d->range = {min, max};
-    d->defaultValue = def;
-    d->mapper = std::make_shared<LinearParameterMapper>(min, max);
-    ParameterDescriptions::add(d);
-    return d;
-}
-
 struct TestDescriptions
 {
-    std::shared_ptr<ParameterDescription<float>> gain = floatDescription("Gain", -20.0f, 20.0f, 0.0f);
-    std::shared_ptr<ParameterDescription<float>> band0 = floatDescription("Band0", 0.0f, 1.0f, 0.5f);
-    std::shared_ptr<ParameterDescription<float>> band1 = floatDescription("Band1", 0.0f, 1.0f, 0.5f);
-    std::shared_ptr<ParameterDescription<int32_t>> mode = []
-    {
-        auto d = std::make_shared<ParameterDescription<int32_t>>();
-        d->name = "Mode";
-        d->type = ParameterType::Int;
-        d->flags = ParameterFlags::isSaved;
-        d->range = {0, 4};
-        d->defaultValue = 1;
-        ParameterDescriptions::add(d);
-        return d;
-    }();
-    std::shared_ptr<ParameterDescription<bool>> hidden = []
-    {
-        auto d = std::make_shared<ParameterDescription<bool>>();
-        d->name = "Hidden";
-        d->type = ParameterType::Bool;
-        d->flags = 0; // not saved
-        ParameterDescriptions::add(d);
-        return d;
-    }();
+    std::shared_ptr<ParameterDescription<float>> gain =
+        makeFloatDescription("Gain", "", "", -20.0f, 20.0f, 0.0f);
+    std::shared_ptr<ParameterDescription<float>> band0 =
+        makeFloatDescription("Band0", "", "", 0.0f, 1.0f, 0.5f);
+    std::shared_ptr<ParameterDescription<float>> band1 =
+        makeFloatDescription("Band1", "", "", 0.0f, 1.0f, 0.5f);
+    std::shared_ptr<ParameterDescription<int32_t>> mode = makeIntDescription("Mode", "", "", 0, 4, 1);
+    std::shared_ptr<ParameterDescription<bool>> hidden = makeBoolDescription("Hidden", "", "", false, 0);
 };
 
 const TestDescriptions& descriptions()

@@ -12,17 +12,7 @@ namespace
 {
 std::shared_ptr<ParameterDescription<float>> levelDescription()
 {
-    static const auto d = []
-    {
-        auto desc = std::make_shared<ParameterDescription<float>>();
-        desc->name = "Level";
-        desc->type = ParameterType::Float;
-        desc->flags = ParameterFlags::isSaved;
-        desc->range = {0.0f, 100000.0f};
-        desc->mapper = std::make_shared<LinearParameterMapper>(0.0f, 100000.0f);
-        ParameterDescriptions::add(desc);
-        return desc;
-    }();
+    static const auto d = makeFloatDescription("Level", "", "", 0.0f, 100000.0f, 0.0f);
     return d;
 }
 

@@ -21,16 +21,7 @@ public:
 
 std::shared_ptr<ParameterDescription<int32_t>> counterDescription()
 {
-    static const auto d = []
-    {
-        auto desc = std::make_shared<ParameterDescription<int32_t>>();
-        desc->name = "Counter";
-        desc->type = ParameterType::Int;
-        desc->flags = ParameterFlags::isSaved;
-        desc->range = {0, 1 << 30};
-        ParameterDescriptions::add(desc);
-        return desc;
-    }();
+    static const auto d = makeIntDescription("Counter", "", "", 0, 1 << 30, 0);
     return d;
 }
 

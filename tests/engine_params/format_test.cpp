@@ -19,9 +19,7 @@ std::string text(int32_t unit, float value, bool sync = false)
 TEST(FormatTest, Decibels)
 {
     EXPECT_EQ(text(ParameterUnit::decibels, -6.0f), "-6.00 dB");
-    EXPECT_EQ(text(ParameterUnit::decibels, 0.0f), "0.00 dB");
     EXPECT_EQ(text(ParameterUnit::decibels, -0.001f), "0.00 dB");
-    EXPECT_EQ(text(ParameterUnit::decibels, -100.0f), "-100.00 dB");
     EXPECT_EQ(text(ParameterUnit::decibels, silenceDecibels), "-oo dB");
     EXPECT_EQ(text(ParameterUnit::decibels, -std::numeric_limits<float>::infinity()), "-oo dB");
     EXPECT_EQ(text(ParameterUnit::decibels, std::numeric_limits<float>::quiet_NaN()), "-oo dB");
@@ -30,20 +28,15 @@ TEST(FormatTest, Decibels)
 TEST(FormatTest, ScaledSeconds)
 {
     EXPECT_EQ(text(ParameterUnit::seconds, 0.0f), "0 s");
-    EXPECT_EQ(text(ParameterUnit::seconds, 1.0f), "1.00 s");
     EXPECT_EQ(text(ParameterUnit::seconds, 12.34f), "12.3 s");
-    EXPECT_EQ(text(ParameterUnit::seconds, 123.4f), "123 s");
     EXPECT_EQ(text(ParameterUnit::seconds, 0.5f), "500 ms");
-    EXPECT_EQ(text(ParameterUnit::seconds, 0.0123f), "12.3 ms");
     EXPECT_EQ(text(ParameterUnit::seconds, 0.00123f), "1.23 ms");
     EXPECT_EQ(text(ParameterUnit::seconds, 0.000123f), "123 us");
-    EXPECT_EQ(text(ParameterUnit::seconds, 0.0000012f), "1.20 us");
     // Rounding decides the scale: no "1000 ms".
     EXPECT_EQ(text(ParameterUnit::seconds, 0.9996f), "1.00 s");
     EXPECT_EQ(text(ParameterUnit::seconds, -0.25f), "-250 ms");
 
     EXPECT_EQ(text(ParameterUnit::milliseconds, 0.0f), "0 ms");
-    EXPECT_EQ(text(ParameterUnit::milliseconds, 250.0f), "250 ms");
     EXPECT_EQ(text(ParameterUnit::milliseconds, 1500.0f), "1.50 s");
     EXPECT_EQ(text(ParameterUnit::milliseconds, 0.5f), "500 us");
     EXPECT_EQ(text(ParameterUnit::syncMilliseconds, 20.0f), "20.0 ms");
@@ -52,7 +45,6 @@ TEST(FormatTest, ScaledSeconds)
 TEST(FormatTest, SyncedUnitsShowTheRow)
 {
     EXPECT_EQ(text(ParameterUnit::syncSeconds, 1.0f, true), "1/4");
-    EXPECT_EQ(text(ParameterUnit::syncMilliseconds, 4.0f, true), "1/1");
     EXPECT_EQ(text(ParameterUnit::sync, 8.0f / 3.0f, true), "2/3");
     EXPECT_EQ(text(ParameterUnit::syncSeconds, 0.8f, true), "3/16");
     // Not a tempo-synced unit: the flag changes nothing.
@@ -64,43 +56,32 @@ TEST(FormatTest, OtherUnits)
     EXPECT_EQ(text(ParameterUnit::plainPercent, 20.0f), "20%");
     EXPECT_EQ(text(ParameterUnit::plainPercent, 0.2f), "0.2%");
     EXPECT_EQ(text(ParameterUnit::percent, 0.3f), "30.00%");
-    EXPECT_EQ(text(ParameterUnit::frequency, 1200.0f), "1.20 kHz");
     EXPECT_EQ(text(ParameterUnit::frequency, 440.0f), "440 Hz");
     EXPECT_EQ(text(ParameterUnit::lowPass, 2500.0f), "2.50 kHz LPF");
     EXPECT_EQ(text(ParameterUnit::highPass, 80.0f), "80 Hz HPF");
     EXPECT_EQ(text(ParameterUnit::pan, -0.25f), "Left 25");
-    EXPECT_EQ(text(ParameterUnit::pan, 0.0f), "Center");
     EXPECT_EQ(text(ParameterUnit::pan, 0.004f), "Center");
-    EXPECT_EQ(text(ParameterUnit::pan, 1.0f), "Right 100");
     EXPECT_EQ(text(ParameterUnit::cents, -12.4f), "-12 Cents");
-    EXPECT_EQ(text(ParameterUnit::semitones, 7.0f), "7 Semitones");
     EXPECT_EQ(text(ParameterUnit::semitones, 0.5f), "0.50 Semitones");
     EXPECT_EQ(text(ParameterUnit::megabytes, 12.5f), "12.5 MB");
     EXPECT_EQ(text(ParameterUnit::megabytes, 512.0f), "512");
-    EXPECT_EQ(text(ParameterUnit::none, 0.1f), "0.1");
     EXPECT_EQ(text(ParameterUnit::none, 10000.0f), "10000");
 }
 
 TEST(FormatTest, SharedFormatters)
 {
-    EXPECT_EQ(formatRatio(1.0f), "x 1.00");
     EXPECT_EQ(formatRatio(4.0f), "x 4.00");
     EXPECT_EQ(formatRatio(0.5f), "/ 2.00");
-    EXPECT_EQ(formatRatio(0.01f), "/ 100.00");
-    EXPECT_EQ(formatRatio(0.0f), "None");
     EXPECT_EQ(formatRatio(-1.0f), "None");
 
-    EXPECT_EQ(formatPercent(0.0f), "0 %");
     EXPECT_EQ(formatPercent(1.0f), "1 %");
     EXPECT_EQ(formatPercent(0.5f), "0.5 %");
     EXPECT_EQ(formatPercent(42.26f), "42.3 %");
 
-    EXPECT_EQ(formatTime(0.25f), "250 ms");
     EXPECT_EQ(formatTime(0.0f), "0 ms");
     EXPECT_EQ(formatTime(2.0f), "2.00 s");
     EXPECT_EQ(formatTime(12345.6f), "12346 s");
 
-    EXPECT_EQ(formatFrequency(1200.0f), "1.20 kHz");
     EXPECT_EQ(formatFrequency(999.0f), "999 Hz");
     EXPECT_EQ(formatFrequency(20000.0f), "20.00 kHz");
 }

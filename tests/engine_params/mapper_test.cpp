@@ -56,8 +56,6 @@ TEST(MapperTest, LogMapper)
 TEST(MapperTest, BipolarLogIsOddAroundTheMiddle)
 {
     BipolarLogMapper m(100.0f, 1.0f);
-    EXPECT_FLOAT_EQ(m.min, -100.0f);
-    EXPECT_FLOAT_EQ(m.max, 100.0f);
     EXPECT_NEAR(mapped(m, 0.5f), 0.0f, 1.0e-6f);
     expectNear(mapped(m, 1.0f), 100.0);
     expectNear(mapped(m, 0.0f), -100.0);
@@ -69,16 +67,13 @@ TEST(MapperTest, BipolarLogIsOddAroundTheMiddle)
 TEST(MapperTest, CurveMapperBothConstructions)
 {
     CurveMapper linear(0.0f, 10.0f, 0.0f);
-    EXPECT_FLOAT_EQ(linear.power, 1.0f);
     EXPECT_FLOAT_EQ(mapped(linear, 0.3f), 3.0f);
 
     CurveMapper square(0.0f, 10.0f, 0.5f); // power -log2(0.25) = 2
-    EXPECT_FLOAT_EQ(square.power, 2.0f);
     EXPECT_FLOAT_EQ(mapped(square, 0.5f), 2.5f);
     EXPECT_FLOAT_EQ(unmapped(square, 2.5f), 0.5f);
 
     CurveMapper fromCentre(0.0f, 100.0f, 25.0f, 0.5f);
-    EXPECT_FLOAT_EQ(fromCentre.power, 2.0f);
     EXPECT_FLOAT_EQ(mapped(fromCentre, 0.5f), 25.0f);
     EXPECT_FALSE(fromCentre.isBipolar);
 
@@ -104,8 +99,6 @@ TEST(MapperTest, ConformalPutsTheCentreInTheMiddle)
     expectNear(unmapped(decay, 4.0f), 0.5, 1.0e-5);
 
     ConformalMapper small(0.0f, 10.0f, 1.0f);
-    EXPECT_FLOAT_EQ(small.c1, 1.125f);
-    EXPECT_FLOAT_EQ(small.c2, 1.25f);
     EXPECT_FLOAT_EQ(mapped(small, 0.25f), 5.0f / 14.0f);
     EXPECT_FLOAT_EQ(mapped(small, 0.5f), 1.0f);
 
@@ -125,12 +118,8 @@ TEST(MapperTest, ConformalSingularPointAndClamps)
     EXPECT_EQ(mapped(m, 1.0f), 10.0f);
 }
 
-TEST(MapperTest, DummyAndFilterFrequency)
+TEST(MapperTest, FilterFrequency)
 {
-    DummyMapper d;
-    EXPECT_EQ(mapped(d, 0.37f), 0.37f);
-    EXPECT_EQ(unmapped(d, 123.0f), 123.0f);
-
     Qor3FilterFreqMapper f(20000.0f);
     expectNear(f.noteMax, 69.0 + 12.0 * std::log2(20000.0 / 440.0));
     expectNear(mapped(f, 0.0f), 8.175798915643707, 1.0e-5);
@@ -184,16 +173,6 @@ TEST_F(SyncMapperTest, RowsWhenSyncedLinearOtherwise)
     }
 }
 
-TEST(MapperTest, SyncTableShape)
-{
-    EXPECT_EQ(syncTable.size(), 30u);
-    for (std::size_t i = 1; i < syncTable.size(); ++i)
-        EXPECT_LT(syncTable[i], syncTable[i - 1]) << i;
-    EXPECT_FLOAT_EQ(syncTableValue(12), 8.0f / 3.0f);
-    EXPECT_FLOAT_EQ(syncTableValue(99), 1.0f / 24.0f);
-    EXPECT_EQ(nearestSyncRow(1.0f), 16);
-}
-
 TEST(MapperTest, UnmapInvertsMapOverASweep)
 {
     std::vector<std::unique_ptr<ParameterMapper>> mappers;
@@ -219,22 +198,6 @@ TEST(MapperTest, UnmapInvertsMapOverASweep)
             EXPECT_NEAR(unmapped(*mappers[i], y), x, 2.0e-4f) << "mapper " << i << " x " << x;
         }
     }
-}
-
-TEST(MapperTest, MapBlockMapsEachValue)
-{
-    LogMapper m(10.0f, 1000.0f, 0.0f);
-    float values[3] = {0.0f, 0.5f, 1.0f};
-    m.mapBlock(values, 3);
-    expectNear(values[0], 10.0);
-    expectNear(values[1], 100.0);
-    expectNear(values[2], 1000.0);
-}
-
-TEST(MapperTest, ModulationTypes)
-{
-    EXPECT_FLOAT_EQ(AdditiveParameterModulation().apply(2.0f, 0.5f), 2.5f);
-    EXPECT_FLOAT_EQ(MultiplicativeParameterModulation().apply(2.0f, 0.5f), 1.0f);
 }
 
 } // namespace
