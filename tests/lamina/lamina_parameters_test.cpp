@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
 
+#include <algorithm>
 #include <memory>
 
 namespace qor
@@ -13,45 +14,27 @@ namespace
 
 using test::ids;
 
+// The boundaries of the value texts; the texts of the parameters at their defaults follow below.
 TEST(LaminaFormat, TimeRatioFrequencyAndPercentTexts)
 {
     EXPECT_EQ(formatLaminaTime(0.5f), "500 ms");
-    EXPECT_EQ(formatLaminaTime(0.1f), "100 ms");
-    EXPECT_EQ(formatLaminaTime(2.0f), "2.00 s");
     EXPECT_EQ(formatLaminaTime(9.994f), "9.99 s");
     EXPECT_EQ(formatLaminaTime(15.0f), "15.0 s");
-    EXPECT_EQ(formatLaminaTime(150.4f), "150 s");
     EXPECT_EQ(formatLaminaTime(150.5f), "151 s");
     EXPECT_EQ(formatLaminaTime(9999.4f), "9999 s");
     EXPECT_EQ(formatLaminaTime(9999.5f), "+oo");
-    EXPECT_EQ(formatLaminaTime(10000.0f), "+oo");
 
-    EXPECT_EQ(formatLaminaRatio(1.0f), "x 1.00");
     EXPECT_EQ(formatLaminaRatio(2.5f), "x 2.50");
-    EXPECT_EQ(formatLaminaRatio(0.5f), "/ 2.00");
     EXPECT_EQ(formatLaminaRatio(0.01f), "/ 100.00");
-    EXPECT_EQ(formatLaminaRatio(0.0f), "None");
 
-    EXPECT_EQ(formatLaminaFrequency(440.0f), "440 Hz");
     EXPECT_EQ(formatLaminaFrequency(999.4f), "999 Hz");
     EXPECT_EQ(formatLaminaFrequency(1000.0f), "1.00 kHz");
-    EXPECT_EQ(formatLaminaFrequency(20000.0f), "20.00 kHz");
 
-    EXPECT_EQ(formatLaminaPlainPercent(0.0f), "0 %");
     EXPECT_EQ(formatLaminaPlainPercent(1.0f), "1 %");
-    EXPECT_EQ(formatLaminaPlainPercent(0.2f), "0.20 %");
     EXPECT_EQ(formatLaminaPlainPercent(5.5f), "5.50 %");
     EXPECT_EQ(formatLaminaPlainPercent(12.34f), "12.3 %");
-    EXPECT_EQ(formatLaminaPercent(0.3f), "30.0 %");
     EXPECT_EQ(formatLaminaPercent(0.0f), "0 %");
     EXPECT_EQ(formatLaminaPercent(0.055f), "5.50 %");
-
-    EXPECT_EQ(formatTwoDecimals(2.0f), "2.00");
-    EXPECT_EQ(formatNoDecimals(1.0f), "1");
-    EXPECT_EQ(formatMaterialSymbol(0), "");
-    EXPECT_EQ(formatMaterialSymbol(4), "Al");
-    EXPECT_EQ(formatQualityLabel(0), "Low");
-    EXPECT_EQ(formatQualityLabel(5), "Insane");
 }
 
 TEST(LaminaFormat, ElementValueTextsAtTheDefaults)
@@ -73,23 +56,17 @@ TEST(LaminaFormat, ElementValueTextsAtTheDefaults)
     EXPECT_EQ(lamina.getParameterValueText(ids().radiationMult), "None");
 }
 
+// Band names truncate the centre frequency (31.25 Hz reads 31) and the two ends are named 0 and 20k.
 TEST(LaminaParameters, BandKeysAndNames)
 {
-    const char* decayNames[12] = {"Decay 0",  "Decay 31", "Decay 62", "Decay 125", "Decay 250", "Decay 500",
-                                  "Decay 1k", "Decay 2k", "Decay 4k", "Decay 8k",  "Decay 16k", "Decay 20k"};
-    const char* gainNames[12] = {"Gain 0",  "Gain 31", "Gain 62", "Gain 125", "Gain 250", "Gain 500",
-                                 "Gain 1k", "Gain 2k", "Gain 4k", "Gain 8k",  "Gain 16k", "Gain 20k"};
-    for (int i = 0; i < 12; ++i)
-    {
-        const auto* decay = ParameterDescriptions::find(ids().bandDecay[i]);
-        const auto* gain = ParameterDescriptions::find(ids().bandGain[i]);
-        ASSERT_NE(decay, nullptr);
-        ASSERT_NE(gain, nullptr);
-        EXPECT_EQ(decay->name, "BandDecay" + juce::String(i));
-        EXPECT_EQ(decay->getDisplayName(), decayNames[i]);
-        EXPECT_EQ(gain->name, "BandGain" + juce::String(i));
-        EXPECT_EQ(gain->getDisplayName(), gainNames[i]);
-    }
+    auto displayName = [](uint32_t id) { return ParameterDescriptions::find(id)->getDisplayName(); };
+    EXPECT_EQ(ParameterDescriptions::find(ids().bandDecay[3])->name, "BandDecay3");
+    EXPECT_EQ(displayName(ids().bandDecay[0]), "Decay 0");
+    EXPECT_EQ(displayName(ids().bandDecay[1]), "Decay 31");
+    EXPECT_EQ(displayName(ids().bandDecay[2]), "Decay 62");
+    EXPECT_EQ(displayName(ids().bandGain[6]), "Gain 1k");
+    EXPECT_EQ(displayName(ids().bandGain[10]), "Gain 16k");
+    EXPECT_EQ(displayName(ids().bandGain[11]), "Gain 20k");
 }
 
 /** The attribute names of a saved element, in order. */
@@ -104,107 +81,38 @@ std::vector<juce::String> savedKeys(Lamina& lamina, tinyxml2::XMLDocument& doc)
     return keys;
 }
 
-TEST(LaminaParameters, SavedInTableOrderWithVersion)
+// Every saved parameter once, the session settings not at all, the version last.
+TEST(LaminaParameters, SavedWithVersionAndWithoutTheSessionSettings)
 {
     Lamina lamina;
     tinyxml2::XMLDocument doc;
     const auto keys = savedKeys(lamina, doc);
-
-    std::vector<juce::String> expected{"Name", "Bypass"};
-    for (int i = 0; i < 12; ++i)
-        expected.push_back("BandDecay" + juce::String(i));
-    for (int i = 0; i < 12; ++i)
-        expected.push_back("BandGain" + juce::String(i));
-    for (const char* key : {"PreDelay",
-                            "Decay",
-                            "ThermalDampMult",
-                            "ThermalFreqMult",
-                            "Fmin",
-                            "Fmax",
-                            "ModesCutoff",
-                            "ModeTruncationThreshold",
-                            "Quality",
-                            "Material",
-                            "Area",
-                            "AspectRatio",
-                            "Tension",
-                            "Gain",
-                            "StereoWidth",
-                            "Mix",
-                            "LeftMicrophoneX",
-                            "LeftMicrophoneY",
-                            "RightMicrophoneX",
-                            "RightMicrophoneY",
-                            "LeftInputX",
-                            "LeftInputY",
-                            "RightInputX",
-                            "RightInputY",
-                            "ViscousDamp",
-                            "PorousDamp",
-                            "RadiationDamp",
-                            "RadiationFreqMult",
-                            "RadiationMult",
-                            "PorousFreq",
-                            "BandDamp",
-                            "Anisotropy",
-                            "Modulation",
-                            "EnablePorousDamp",
-                            "EnableViscousDamp",
-                            "EnableRadiationDamp",
-                            "EnableBandDamp",
-                            "EnableEQ",
-                            "EnableLowcut",
-                            "Drive",
-                            "LowCutGain",
-                            "LowCutFreq",
-                            "LaminaVersion"})
-        expected.push_back(key);
-    EXPECT_EQ(keys, expected);
+    ASSERT_EQ(keys.size(), 2u + 24u + 42u + 1u);
+    EXPECT_EQ(keys[0], "Name");
+    EXPECT_EQ(keys[1], "Bypass");
+    EXPECT_EQ(keys[2], "BandDecay0");
+    EXPECT_EQ(keys.back(), "LaminaVersion");
+    for (const char* session : {"GeometryLock", "EnableDecayCompensation", "EnableSpatialAA"})
+        EXPECT_EQ(std::count(keys.begin(), keys.end(), juce::String(session)), 0) << session;
     EXPECT_EQ(doc.RootElement()->FirstChildElement("Lamina")->IntAttribute("LaminaVersion"), 2);
 }
 
-TEST(LaminaParameters, RangesDefaultsUnitsAndMappers)
+// The mappers the host and the editor move through: a conformal middle, log mappers with and without an
+// offset, linear where the table gives none.
+TEST(LaminaParameters, MappersPutTheirMiddlesWhereTheTableSays)
 {
-    auto floatOf = [](uint32_t id)
-    { return static_cast<const ParameterDescription<float>*>(ParameterDescriptions::find(id)); };
-
-    const auto* decay = floatOf(ids().decay);
-    EXPECT_EQ(decay->range.min, 0.2f);
-    EXPECT_EQ(decay->range.max, 10000.0f);
-    EXPECT_EQ(decay->defaultValue, 2.0f);
-    EXPECT_EQ(decay->description, "Changes the decay time using the lamina's damper");
-    // A conformal mapper puts its middle at the centre of the normalised range.
-    EXPECT_NEAR(decay->denormalise(nullptr, 0.5f), 4.0f, 1e-4f);
-    EXPECT_NEAR(floatOf(ids().bandDecay[3])->denormalise(nullptr, 0.5f), 4.0f, 1e-4f);
-    EXPECT_NEAR(floatOf(ids().radiationMult)->denormalise(nullptr, 0.5f), 1.0f, 1e-5f);
-
-    // Log mappers with an offset: Tension's 100 N offset puts the middle at sqrt(100 * 2100) - 100.
-    EXPECT_NEAR(floatOf(ids().tension)->denormalise(nullptr, 0.5f), std::sqrt(100.0f * 2100.0f) - 100.0f,
-                0.01f);
-    EXPECT_NEAR(floatOf(ids().area)->denormalise(nullptr, 0.5f), std::sqrt(0.6f * 6.0f), 1e-4f);
-    EXPECT_NEAR(floatOf(ids().preDelay)->denormalise(nullptr, 0.5f), std::sqrt(1001.0f) - 1.0f, 1e-3f);
-    // Without a mapper the mapping is linear.
-    EXPECT_NEAR(floatOf(ids().bandGain[0])->denormalise(nullptr, 0.5f), -10.0f, 1e-5f);
-
-    EXPECT_EQ(floatOf(ids().preDelay)->unit, ParameterUnit::milliseconds);
-    EXPECT_EQ(floatOf(ids().gain)->unit, ParameterUnit::decibels);
-    EXPECT_EQ(floatOf(ids().anisotropy)->unit, ParameterUnit::plainPercent);
-    EXPECT_EQ(floatOf(ids().mix)->defaultValue, 0.3f);
-    EXPECT_EQ(floatOf(ids().lowCutFreq)->defaultValue, 50.0f);
-    EXPECT_EQ(floatOf(ids().rightMicrophoneX)->defaultValue, 0.84f);
-    EXPECT_EQ(ParameterDescriptions::find(ids().radiationDamp)->getDisplayName(), "Air damp");
-
-    const auto* quality =
-        static_cast<const ParameterDescription<int>*>(ParameterDescriptions::find(ids().quality));
-    EXPECT_EQ(quality->range.min, 0);
-    EXPECT_EQ(quality->range.max, 5);
-    EXPECT_EQ(quality->defaultValue, 1);
-
-    for (uint32_t id : {ids().geometryLock, ids().enableDecayCompensation, ids().enableSpatialAA})
-        EXPECT_FALSE(ParameterDescriptions::find(id)->hasFlag(ParameterFlags::isSaved));
-    EXPECT_TRUE(ParameterDescriptions::find(ids().enableEQ)->hasFlag(ParameterFlags::isSaved));
-    // The element's own parameters follow the built-in Bypass.
-    EXPECT_LT(ProcessingElement::bypassParameterId(), ids().bandDecay[0]);
+    auto middle = [](uint32_t id)
+    {
+        return static_cast<const ParameterDescription<float>*>(ParameterDescriptions::find(id))
+            ->denormalise(nullptr, 0.5f);
+    };
+    EXPECT_NEAR(middle(ids().decay), 4.0f, 1e-4f);
+    EXPECT_NEAR(middle(ids().bandDecay[3]), 4.0f, 1e-4f);
+    EXPECT_NEAR(middle(ids().radiationMult), 1.0f, 1e-5f);
+    EXPECT_NEAR(middle(ids().tension), std::sqrt(100.0f * 2100.0f) - 100.0f, 0.01f);
+    EXPECT_NEAR(middle(ids().area), std::sqrt(0.6f * 6.0f), 1e-4f);
+    EXPECT_NEAR(middle(ids().preDelay), std::sqrt(1001.0f) - 1.0f, 1e-3f);
+    EXPECT_NEAR(middle(ids().bandGain[0]), -10.0f, 1e-5f);
 }
 
 TEST(LaminaParameters, SettersRaiseTheFlagsOfTheirTable)
@@ -217,45 +125,21 @@ TEST(LaminaParameters, SettersRaiseTheFlagsOfTheirTable)
     const F modes{1, 0, 0, 0, 0}, damping{0, 1, 0, 0, 0}, eq{0, 0, 1, 0, 0}, gains{0, 0, 0, 1, 0},
         lowCut{0, 0, 0, 0, 1}, none{0, 0, 0, 0, 0};
 
-    const std::vector<std::pair<uint32_t, F>> floats{{ids().bandDecay[5], damping},
-                                                     {ids().bandGain[7], eq},
-                                                     {ids().preDelay, none},
-                                                     {ids().decay, damping},
-                                                     {ids().fmin, modes},
-                                                     {ids().fmax, modes},
-                                                     {ids().area, modes},
-                                                     {ids().gain, none},
-                                                     {ids().mix, none},
-                                                     {ids().stereoWidth, none},
-                                                     {ids().rightInputY, modes},
-                                                     {ids().porousFreq, damping},
-                                                     {ids().bandDamp, damping},
-                                                     {ids().anisotropy, modes},
-                                                     {ids().modulation, none},
-                                                     {ids().drive, none},
-                                                     {ids().lowCutGain, lowCut},
-                                                     {ids().lowCutFreq, lowCut},
-                                                     {ids().modeTruncationThreshold, modes}};
+    const std::vector<std::pair<uint32_t, F>> floats{
+        {ids().bandDecay[5], damping}, {ids().bandGain[7], eq},    {ids().decay, damping},
+        {ids().area, modes},           {ids().rightInputY, modes}, {ids().mix, none},
+        {ids().drive, none},           {ids().lowCutFreq, lowCut}, {ids().modeTruncationThreshold, modes}};
     for (const auto& [id, expected] : floats)
     {
         clearAll();
         lamina.setParameter(id, 0.5f);
         EXPECT_EQ(flags(), expected) << ParameterDescriptions::find(id)->name;
     }
-    for (const auto& [id, expected] :
-         std::vector<std::pair<uint32_t, F>>{{ids().quality, modes}, {ids().material, modes}})
-    {
-        clearAll();
-        lamina.setParameter(id, int32_t{1});
-        EXPECT_EQ(flags(), expected) << ParameterDescriptions::find(id)->name;
-    }
-    for (const auto& [id, expected] :
-         std::vector<std::pair<uint32_t, F>>{{ids().enableBandDamp, damping},
-                                             {ids().enableEQ, eq},
-                                             {ids().enableLowcut, none},
-                                             {ids().geometryLock, none},
-                                             {ids().enableDecayCompensation, gains},
-                                             {ids().enableSpatialAA, modes}})
+    clearAll();
+    lamina.setParameter(ids().material, int32_t{1});
+    EXPECT_EQ(flags(), modes);
+    for (const auto& [id, expected] : std::vector<std::pair<uint32_t, F>>{
+             {ids().enableEQ, eq}, {ids().geometryLock, none}, {ids().enableDecayCompensation, gains}})
     {
         clearAll();
         lamina.setParameter(id, false);
@@ -271,13 +155,8 @@ TEST(LaminaParameters, ResolvesRunningIndices)
     Lamina lamina;
     const auto base = Lamina::firstIndexedId;
     EXPECT_EQ(lamina.resolveParameterId(base), ids().area);
-    EXPECT_EQ(lamina.resolveParameterId(base + 6), ids().material);
     EXPECT_EQ(lamina.resolveParameterId(base + 17), ids().decay);
-    EXPECT_EQ(lamina.resolveParameterId(base + 40), ids().quality);
-    EXPECT_EQ(lamina.resolveParameterId(base + 44), ids().enableSpatialAA);
-    EXPECT_EQ(lamina.resolveParameterId(base + 45), ids().bandDecay[0]);
     EXPECT_EQ(lamina.resolveParameterId(base + 68), ids().bandGain[11]);
-    EXPECT_EQ(Lamina::parameterOrder().size(), 69u);
     // Past the list, and every real id, pass unchanged.
     EXPECT_EQ(lamina.resolveParameterId(base + 69), base + 69);
     EXPECT_EQ(lamina.resolveParameterId(ids().mix), ids().mix);

@@ -1,4 +1,3 @@
-#include "modal/lamina/bank_loading.h"
 #include "modal/lamina/damping.h"
 #include "modal/lamina/materials.h"
 #include "modal/lamina/mode_synthesis.h"
@@ -30,8 +29,6 @@ TEST(Materials, StiffnessAndScaleOfEachMaterial)
     EXPECT_NEAR(laminaScale(materialAt(3)), 1.0121212, 5e-8);
     // The row's constants give 0.02054538; the often quoted 0.0205448 does not follow from them.
     EXPECT_NEAR(laminaScale(materialAt(4)), 0.0205454, 5e-8);
-    EXPECT_STREQ(materialAt(0).symbol, "");
-    EXPECT_STREQ(materialAt(4).name, "Aluminium");
     EXPECT_STREQ(materialAt(9).name, "Aluminium");
 }
 
@@ -42,24 +39,17 @@ TEST(Materials, QualityFromOldModeCountWalksTheTableFromTheTop)
     EXPECT_EQ(qualityForModeCount(50000), 0);
     EXPECT_EQ(qualityForModeCount(2999), 1);
     EXPECT_EQ(qualityForModeCount(0), 1);
-    EXPECT_STREQ(qualityAt(3).label, "Very High");
-    EXPECT_EQ(qualityAt(5).modeLimit, 20000u);
+    EXPECT_EQ(qualityForModeCount(-5), 1);
 }
 
 TEST(Materials, DimensionsKeepAreaAndAspect)
 {
-    auto d = laminaDimensions(2, 2);
-    EXPECT_FLOAT_EQ(d.width, 2);
-    EXPECT_FLOAT_EQ(d.height, 1);
-    d = laminaDimensions(2, 0.5f);
+    auto d = laminaDimensions(2, 0.5f);
     EXPECT_FLOAT_EQ(d.width, 1);
     EXPECT_FLOAT_EQ(d.height, 2);
     d = laminaDimensions(0.6f, 20);
     EXPECT_NEAR(d.width, 3.4641, 1e-4);
     EXPECT_NEAR(d.height, 0.17321, 1e-5);
-    d = laminaDimensions(6, 20);
-    EXPECT_NEAR(d.width, 10.954, 1e-3);
-    EXPECT_NEAR(d.height, 0.54772, 1e-5);
 }
 
 // Figures of the damping model for a 2 m x 1 m sheet with every multiplier at 1, Decay 2 s, damper at 1 kHz.
@@ -153,16 +143,15 @@ TEST(Damping, BandValueHoldsItsEndsAndHitsItsPoints)
     EXPECT_FLOAT_EQ(bandValueAt(96000, table), 101);
 }
 
+// A flat curve must read exactly its value: the bank load skips the EQ look-up on a flat 0 dB curve.
 TEST(MonotoneCubicTable, FlatTableIsFlatEverywhere)
 {
     MonotoneCubicTable table;
-    for (int i = 0; i < 12; ++i)
-        table.setValue(i, 0.25f);
-    table.buildTangents();
+    setBandGainTable(table, {});
     for (int i = 0; i < 12; ++i)
         EXPECT_EQ(table.tangent(i), 0.0f);
     for (float p = 0; p <= 11; p += 0.37f)
-        EXPECT_EQ(table.valueAt(p), 0.25f);
+        EXPECT_EQ(table.valueAt(p), 0.0f);
 }
 
 TEST(MonotoneCubicTable, LastPointAndOutsideReadTheEnds)
@@ -217,17 +206,6 @@ TEST(MonotoneCubicTable, RisingDataGivesRisingCurve)
         EXPECT_GE(v, previous - 1e-6f) << p;
         previous = v;
     }
-}
-
-TEST(Damping, PoleOfAnUndampedStillModeIsOne)
-{
-    const ModePole still = modePole(0, 0, 48000);
-    EXPECT_EQ(still.c, 1.0);
-    EXPECT_EQ(still.s, 0.0);
-    // One second of a 1 / s decay at 1 kHz.
-    const ModePole p = modePole(1, 2 * M_PI * 1000, 48000);
-    EXPECT_NEAR(std::pow(std::hypot(p.c, p.s), 48000), std::exp(-1.0), 1e-9);
-    EXPECT_NEAR(std::atan2(p.s, p.c), 2 * M_PI * 1000 / 48000, 1e-12);
 }
 
 } // namespace

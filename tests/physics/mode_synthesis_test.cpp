@@ -48,10 +48,7 @@ TEST(ModeSynthesis, GridSizes)
     EXPECT_EQ(aluminium.lengthX * (1 / aluminium.cellSize), 199.99999999999997);
     EXPECT_EQ(aluminium.nx, 199);
     EXPECT_EQ(aluminium.ny, 99);
-    EXPECT_EQ(laminaGrid(6, 1, 0).nx, 244);
-    EXPECT_EQ(laminaGrid(6, 1, 0).ny, 244);
-    EXPECT_EQ(laminaGrid(0.6f, 20, 0).nx, 346);
-    EXPECT_EQ(laminaGrid(0.6f, 20, 0).ny, 17);
+    // The longest side is capped at 1000 cells.
     EXPECT_EQ(laminaGrid(6, 20, 0).nx, 1000);
     EXPECT_EQ(laminaGrid(6, 20, 0).ny, 54);
 }
