@@ -212,12 +212,7 @@ TEST(EmbeddedArchive, IsLinkedAndMountedAsResource)
     ASSERT_EQ(announced.size(), 1u);
     EXPECT_EQ(announced[0], holder.getVolume("$Resource/x"));
 
-    auto* volume = holder.getVolume("$Resource");
-    ASSERT_NE(volume, nullptr);
-    EXPECT_EQ(volume->kind, Volume::archive);
-    EXPECT_EQ(volume->label, "Resource");
-    EXPECT_EQ(volume->rootName().getPath(), "$Resource");
-
+    ASSERT_NE(holder.getVolume("$Resource"), nullptr);
     EXPECT_TRUE(VirtualFile("$Resource/resource/presets").isDirectory());
     std::vector<VirtualFile> a, b;
     ASSERT_TRUE(VirtualFile("$Resource").list(a));

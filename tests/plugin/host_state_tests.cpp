@@ -96,12 +96,9 @@ TEST(HostState, BlockCarriesMagicVersionLengthAndCompressedXmlAndReadsBackToTheS
     // The sheet's own name is its path ("/Lamina"), which presets never change; the engine's name is free.
     first->getEngine()->setName("Plate A");
     const auto decayId = sheet->getParameterId("Decay");
-    if (decayId != 0)
-    {
-        sheet->setParameterDeferred(decayId, 5.5f, true);
-        sheet->setParameterDeferred(sheet->getParameterId("Material"), int32_t(2), true);
-        sheet->setParameterDeferred(sheet->getParameterId("EnableEQ"), false, true);
-    }
+    sheet->setParameterDeferred(decayId, 5.5f, true);
+    sheet->setParameterDeferred(sheet->getParameterId("Material"), int32_t(2), true);
+    sheet->setParameterDeferred(sheet->getParameterId("EnableEQ"), false, true);
     EXPECT_TRUE(first->getEngine()->isModified());
 
     std::vector<uint8_t> block;
@@ -128,11 +125,8 @@ TEST(HostState, BlockCarriesMagicVersionLengthAndCompressedXmlAndReadsBackToTheS
     EXPECT_EQ(second->getEngine()->getName(), "Plate A");
     EXPECT_FALSE(newSheet->isModified()) << "restoring is not an edit";
     EXPECT_FALSE(second->getEngine()->isModified());
-    if (decayId != 0)
-    {
-        EXPECT_FLOAT_EQ(second->getParameterValue(0), 5.5f);
-        EXPECT_EQ(newSheet->getIntParameter(newSheet->getParameterId("Material")), 2);
-    }
+    EXPECT_FLOAT_EQ(second->getParameterValue(0), 5.5f);
+    EXPECT_EQ(newSheet->getIntParameter(newSheet->getParameterId("Material")), 2);
 
     std::vector<uint8_t> again;
     second->getState(again);
@@ -140,11 +134,8 @@ TEST(HostState, BlockCarriesMagicVersionLengthAndCompressedXmlAndReadsBackToTheS
 
     // Buses and slots follow the new tree: it rings, and a host write reaches it.
     EXPECT_GT(impulsePeak(*second), 1e-4f);
-    if (decayId != 0)
-    {
-        second->setParameterNormalised(0, 0.25f);
-        EXPECT_NEAR(newSheet->getParameter(decayId), second->normalisedToValue(0, 0.25f), 1e-6f);
-    }
+    second->setParameterNormalised(0, 0.25f);
+    EXPECT_NEAR(newSheet->getParameter(decayId), second->normalisedToValue(0, 0.25f), 1e-6f);
 }
 
 TEST(HostState, PlainXmlWithoutHeaderLoadsTheSameTree)

@@ -1,12 +1,8 @@
 // The factory library in the archive against the real sheet: every file loads, stays inside the ranges,
 // says something no other preset says, and is written exactly as the saver would write it.
-#include "engine/audio_bus.h"
-#include "engine/process_context.h"
 #include "files/presets/preset_formats.h"
 #include "files/vfs_holder.h"
-#include "modal/lamina/lamina.h"
-
-#include <juce_audio_basics/juce_audio_basics.h>
+#include "tests/support/lamina_rig.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
@@ -172,48 +168,25 @@ TEST_F(FactoryPresets, DefaultOfTheSheetIsAFreshSheet)
     EXPECT_EQ(fingerprint(lamina), fingerprint(fresh));
 }
 
-/** Renders a preset the way a host would: values in before prepare, then blocks of 512 at 44.1 kHz. The input
-    is a 0.2 s noise burst at -6 dBFS followed by silence. */
+/** Renders a preset the way a host would: values in before prepare, then blocks of 512 at 44.1 kHz, offline
+   so that each rebuild of the modes is taken over in the block that asks for it (rendered faster than real
+   time, a live hand-over could land after the input has stopped and clear the tail). The input is a 0.2 s
+   noise burst at -6 dBFS followed by silence. */
 std::vector<std::vector<float>> renderPreset(const VirtualFile& file, double seconds)
 {
-    constexpr double rate = 44100.0;
-    constexpr uint32_t block = 512;
-    Lamina lamina;
-    PresetOperations ops(&lamina);
-    if (!ops.loadPreset(file))
+    bool loaded = false;
+    test::LaminaRig::Options options;
+    options.sampleRate = 44100;
+    options.offline = true;
+    options.configure = [&](Lamina& lamina) { loaded = PresetOperations(&lamina).loadPreset(file); };
+    test::LaminaRig rig(options);
+    if (!loaded)
         return {};
-    AudioBus bus(2, 0);
-    lamina.setChannelCounts(2, 2);
-    lamina.setOutputBus(0, &bus);
-    lamina.syncParameters(lamina.getControlState());
-    ProcessContext context;
-    context.sampleRate = static_cast<float>(rate);
-    // Offline, so that each rebuild of the modes is taken over in the block that asks for it: rendered faster
-    // than real time, a live hand-over could land after the input has stopped and clear the tail.
-    context.timeInfo.isOffline = true;
-    context.scratch.reserve(1 << 20);
-    context.scratch2.reserve(1 << 16);
-    lamina.prepare(rate, block);
-
-    const auto length = static_cast<size_t>(seconds * rate);
-    std::vector<std::vector<float>> out(2, std::vector<float>(length, 0.0f));
-    uint32_t seed = 12345;
-    for (size_t i = 0; i < static_cast<size_t>(0.2 * rate); ++i)
-        for (auto& channel : out)
-        {
-            seed = seed * 1664525u + 1013904223u;
-            channel[i] = 0.5f * (static_cast<float>(seed >> 8) / 8388608.0f - 1.0f);
-        }
-    const juce::ScopedNoDenormals noDenormals;
-    for (size_t offset = 0; offset < length; offset += block)
-    {
-        const auto n = static_cast<uint32_t>(std::min<size_t>(block, length - offset));
-        float* pointers[2] = {out[0].data() + offset, out[1].data() + offset};
-        bus.setChannels(pointers);
-        lamina.process(context, n);
-        context.advance(n);
-    }
-    return out;
+    const auto length = static_cast<size_t>(seconds * options.sampleRate);
+    std::vector<std::vector<float>> input{test::noise(length, 0.5f, 1), test::noise(length, 0.5f, 2)};
+    for (auto& channel : input)
+        std::fill(channel.begin() + static_cast<long>(0.2 * options.sampleRate), channel.end(), 0.0f);
+    return rig.render(input, 512);
 }
 
 TEST(FactoryPresetAudio, EveryPresetRingsWithoutBlowingUp)

@@ -101,15 +101,7 @@ public:
             ProcessingElement::bypassParameterId();
             Descriptions r;
             auto addFloat = [&](const juce::String& name, float min, float max, float def)
-            {
-                auto p = std::make_shared<ParameterDescription<float>>();
-                p->name = name;
-                p->flags = ParameterFlags::isSaved;
-                p->range = {min, max};
-                p->defaultValue = def;
-                ParameterDescriptions::add(p);
-                r.floats.push_back(p);
-            };
+            { r.floats.push_back(makeFloatDescription(name, {}, {}, min, max, def)); };
             for (int i = 0; i < 12; ++i)
                 addFloat("BandDecay" + juce::String(i), 0.1f, 10000.0f, 10000.0f);
             for (int i = 0; i < 12; ++i)
@@ -127,28 +119,11 @@ public:
                 addFloat(positions[i], 0.0f, 1.0f, positionDefaults[i]);
             addFloat("Backwards", 5.0f, -5.0f, 0.0f); // min above max: never clamped
 
-            auto addInt = [&](const juce::String& name, int32_t min, int32_t max, int32_t def)
-            {
-                auto p = std::make_shared<ParameterDescription<int32_t>>();
-                p->name = name;
-                p->flags = ParameterFlags::isSaved;
-                p->range = {min, max};
-                p->defaultValue = def;
-                ParameterDescriptions::add(p);
-                r.ints.push_back(p);
-            };
-            addInt("Quality", 0, 5, 1);
-            addInt("Material", 0, 4, 0);
+            r.ints.push_back(makeIntDescription("Quality", {}, {}, 0, 5, 1));
+            r.ints.push_back(makeIntDescription("Material", {}, {}, 0, 4, 0));
 
             auto addBool = [&](const juce::String& name, bool def, uint8_t flags)
-            {
-                auto p = std::make_shared<ParameterDescription<bool>>();
-                p->name = name;
-                p->flags = flags;
-                p->defaultValue = def;
-                ParameterDescriptions::add(p);
-                r.bools.push_back(p);
-            };
+            { r.bools.push_back(makeBoolDescription(name, {}, {}, def, flags)); };
             addBool("EnableEQ", true, ParameterFlags::isSaved);
             addBool("EnableLowcut", true, ParameterFlags::isSaved);
             addBool("GeometryLock", false, 0);
