@@ -3,6 +3,7 @@
 #include "engine/engine.h"
 #include "engine/parameter_mapper.h"
 #include "tests/support/alloc_counter.h"
+#include "tests/support/lock_held_elsewhere.h"
 
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
@@ -269,22 +270,12 @@ TEST(Engine, BusyTreeParksEventsInTheRingAndDropsTheSixtyFifth)
         burst[i].type = PluginEvent::controller;
         burst[i].sampleOffset = 64 - i % 64;
     }
-    std::atomic<int> stage{0};
-    std::thread holder(
-        [&]
-        {
-            const juce::ScopedLock l(rig.engine.getTreeLock());
-            stage = 1;
-            while (stage.load() != 2)
-                std::this_thread::yield();
-        });
-    while (stage.load() != 1)
-        std::this_thread::yield();
-    rig.run(64, EventList{burst.data(), burst.size()});
-    EXPECT_EQ(rig.left[0], 1.0f) << "a busy tree leaves the bus untouched";
-    EXPECT_EQ(rig.effect->received, 0);
-    stage = 2;
-    holder.join();
+    {
+        const test::LockHeldElsewhere busy(rig.engine.getTreeLock());
+        rig.run(64, EventList{burst.data(), burst.size()});
+        EXPECT_EQ(rig.left[0], 1.0f) << "a busy tree leaves the bus untouched";
+        EXPECT_EQ(rig.effect->received, 0);
+    }
 
     PluginEvent late;
     late.type = PluginEvent::controller;

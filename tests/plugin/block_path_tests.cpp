@@ -3,7 +3,9 @@
 #include "files/virtual_file.h"
 #include "plugin/lamina_plugin.h"
 #include "tests/plugin/fixed_modes_element.h"
+#include "tests/plugin/plugin_rig.h"
 #include "tests/support/alloc_counter.h"
+#include "tests/support/lock_held_elsewhere.h"
 
 #include <gtest/gtest.h>
 
@@ -44,21 +46,13 @@ FixedModesElement& element(LaminaPlugin& plugin)
     return *e;
 }
 
-std::unique_ptr<LaminaPlugin> makePrepared(ChannelConfig config, uint32_t rate, uint32_t blockSize)
-{
-    std::unique_ptr<LaminaPlugin> plugin(static_cast<LaminaPlugin*>(
-        LaminaPluginFactory::instance().create(static_cast<int32_t>(PluginFormat::vst3))));
-    plugin->prepare(44100, config, 1024);
-    plugin->prepare(rate, config, blockSize);
-    return plugin;
-}
 } // namespace
 
 TEST(BlockPath, ImpulseRingsWithTheClosedFormOfTheTableAndTheDryMixedInPlace)
 {
     ASSERT_TRUE(fixtureRegistered);
     constexpr uint32_t rate = 48000, blockSize = 256, numBlocks = 8;
-    auto plugin = makePrepared({2, 2}, rate, blockSize);
+    auto plugin = test::makePlugin({2, 2}, rate, blockSize);
     EXPECT_EQ(plugin->getEngine()->findElement("/Lamina")->getPath(), "/Lamina");
     EXPECT_FALSE(element(*plugin).isModified());
     EXPECT_TRUE(VirtualFile("$Resource/resource").isDirectory())
@@ -95,7 +89,7 @@ TEST(BlockPath, ImpulseRingsWithTheClosedFormOfTheTableAndTheDryMixedInPlace)
 
 TEST(BlockPath, ProcessAllocatesNothingAfterPrepare)
 {
-    auto plugin = makePrepared({2, 2}, 48000, 512);
+    auto plugin = test::makePlugin({2, 2}, 48000, 512);
     HostBlock block(2, 512);
     block.data[0][3] = 0.5f;
     plugin->process(block.buffer); // first block sets the element's one-time marks
@@ -112,7 +106,7 @@ TEST(BlockPath, ProcessAllocatesNothingAfterPrepare)
 
 TEST(BlockPath, DrySignalPassesWhenBypassedLockedOrRemoved)
 {
-    auto plugin = makePrepared({2, 2}, 44100, 64);
+    auto plugin = test::makePlugin({2, 2}, 44100, 64);
     auto run = [&](bool expectSilentAnswer)
     {
         HostBlock block(2, 64);
@@ -140,35 +134,16 @@ TEST(BlockPath, DrySignalPassesWhenBypassedLockedOrRemoved)
 
     // The process lock held by another thread: the block passes dry and the plug-in says so.
     plugin->getEngine()->reset();
-    std::atomic<int> stage{0};
-    std::thread holder(
-        [&]
-        {
-            const juce::ScopedLock l(plugin->getProcessLock());
-            stage = 1;
-            while (stage.load() != 2)
-                std::this_thread::yield();
-        });
-    while (stage.load() != 1)
-        std::this_thread::yield();
-    EXPECT_TRUE(run(true));
-    stage = 2;
-    holder.join();
+    {
+        const test::LockHeldElsewhere busy(plugin->getProcessLock());
+        EXPECT_TRUE(run(true));
+    }
 
     // The engine lock held elsewhere: nothing runs inside the tree.
-    std::thread treeHolder(
-        [&]
-        {
-            const juce::ScopedLock l(plugin->getEngine()->getTreeLock());
-            stage = 3;
-            while (stage.load() != 4)
-                std::this_thread::yield();
-        });
-    while (stage.load() != 3)
-        std::this_thread::yield();
-    EXPECT_TRUE(run(false));
-    stage = 4;
-    treeHolder.join();
+    {
+        const test::LockHeldElsewhere busy(plugin->getEngine()->getTreeLock());
+        EXPECT_TRUE(run(false));
+    }
 
     // Out of the live table, a late block passes dry.
     plugin->removeFromLiveTable();
@@ -177,7 +152,7 @@ TEST(BlockPath, DrySignalPassesWhenBypassedLockedOrRemoved)
 
 TEST(BlockPath, EventsArriveSortedStablyAndNoteOffsAreNormalised)
 {
-    auto plugin = makePrepared({2, 2}, 44100, 128);
+    auto plugin = test::makePlugin({2, 2}, 44100, 128);
     auto& lamina = element(*plugin);
 
     auto event = [](uint64_t offset, uint8_t data1)
@@ -221,7 +196,7 @@ TEST(BlockPath, EventsArriveSortedStablyAndNoteOffsAreNormalised)
 
 TEST(BlockPath, MonoInputFeedsBothSidesOfAStereoOutput)
 {
-    auto plugin = makePrepared({1, 2}, 44100, 64);
+    auto plugin = test::makePlugin({1, 2}, 44100, 64);
     HostBlock block(2, 64);
     block.data[0][0] = 1.0f;
     block.data[1][0] = 0.0f; // the binding's dry copy leaves nothing on the right
@@ -237,7 +212,7 @@ TEST(BlockPath, MonoInputFeedsBothSidesOfAStereoOutput)
 
 TEST(BlockPath, EmptyBlockRunsThroughAndLeavesTheLoadAlone)
 {
-    auto plugin = makePrepared({2, 2}, 44100, 64);
+    auto plugin = test::makePlugin({2, 2}, 44100, 64);
     HostBlock warm(2, 64);
     plugin->process(warm.buffer);
     const auto load = plugin->getCpuLoad().load;
@@ -250,7 +225,7 @@ TEST(BlockPath, EmptyBlockRunsThroughAndLeavesTheLoadAlone)
 
 TEST(BlockPath, PrepareReplacesTheBusOnlyOnceTheEngineHoldsTheNewOne)
 {
-    auto plugin = makePrepared({2, 2}, 44100, 64);
+    auto plugin = test::makePlugin({2, 2}, 44100, 64);
     auto* first = plugin->getMainBus();
     EXPECT_EQ(first->getNumUsers(), 2) << "the engine and its element";
     plugin->prepare(44100, {2, 2}, 128);
@@ -262,7 +237,7 @@ TEST(BlockPath, PrepareReplacesTheBusOnlyOnceTheEngineHoldsTheNewOne)
 
 TEST(BlockPath, FlushToZeroIsOnForTheBlockOnlyAndTheRegisterIsRestored)
 {
-    auto plugin = makePrepared({2, 2}, 44100, 64);
+    auto plugin = test::makePlugin({2, 2}, 44100, 64);
     const auto before = _mm_getcsr();
     ASSERT_EQ(before & 0x8040u, 0u) << "the test thread starts without flush-to-zero";
     HostBlock block(2, 64);

@@ -2,6 +2,7 @@
 // gestures, bad indices, and slots that lose or change their target.
 #include "engine/engine_proxy.h"
 #include "plugin/lamina_plugin.h"
+#include "tests/plugin/plugin_rig.h"
 #include "tests/support/host_slots.h"
 
 #include <gtest/gtest.h>
@@ -10,17 +11,10 @@
 #include <cstring>
 
 using namespace qor;
+using qor::test::makePlugin;
 
 namespace
 {
-std::unique_ptr<LaminaPlugin> makePlugin()
-{
-    std::unique_ptr<LaminaPlugin> plugin(
-        static_cast<LaminaPlugin*>(LaminaPluginFactory::instance().create(int32_t(PluginFormat::vst3))));
-    plugin->prepare(44100, {2, 2}, 1024);
-    return plugin;
-}
-
 Element& lamina(LaminaPlugin& plugin)
 {
     auto* e = plugin.getEngine()->findElement("/Lamina");
@@ -35,34 +29,13 @@ uint32_t slotOf(const char* key)
     return uint32_t(std::find(names.begin(), names.end(), juce::String(key)) - names.begin());
 }
 
-/** Counts the emissions of a plug-in signal that carries a slot index, keeping the last index. */
-struct SlotCounter
-{
-    explicit SlotCounter(Signal<uint32_t>& s) : signal(s)
-    {
-        signal.connect(this, std::function<void(uint32_t)>(
-                                 [this](uint32_t i)
-                                 {
-                                     ++count;
-                                     last = i;
-                                 }));
-    }
-    ~SlotCounter() { signal.disconnectAll(this); }
-    Signal<uint32_t>& signal;
-    int count = 0;
-    uint32_t last = 0xffffffffu;
-};
+/** Emissions of a plug-in signal that carries a slot index; the last index is std::get<0>(last). */
+using SlotCounter = test::SignalCounter<uint32_t>;
 
-struct ElementChangeCounter
+/** Parameter changes that an element announces. */
+struct ElementChangeCounter : test::SignalCounter<Element*, uint32_t>
 {
-    explicit ElementChangeCounter(Element& e) : element(e)
-    {
-        element.signals().parameterChanged.connect(
-            this, std::function<void(Element*, uint32_t)>([this](Element*, uint32_t) { ++count; }));
-    }
-    ~ElementChangeCounter() { element.signals().parameterChanged.disconnectAll(this); }
-    Element& element;
-    int count = 0;
+    explicit ElementChangeCounter(Element& e) : SignalCounter(e.signals().parameterChanged) {}
 };
 } // namespace
 
@@ -186,7 +159,7 @@ TEST(HostParameters, HostWritesDoNotEchoAndUnchangedWritesCostNothing)
     // A change from the element side (editor, preset) reaches the host on the slot's index.
     sheet.setParameterDeferred(mixId, 0.2f, true);
     EXPECT_EQ(toHost.count, 1);
-    EXPECT_EQ(toHost.last, mix);
+    EXPECT_EQ(std::get<0>(toHost.last), mix);
     EXPECT_NEAR(plugin->getParameterNormalised(mix), 0.2f, 1e-6f);
 
     // A parameter with no slot stays quiet.
@@ -203,10 +176,10 @@ TEST(HostParameters, GesturesOfTheProxyReachTheHostOnTheSlotOfTheirParameter)
 
     proxy->gestureBegin.emit(&sheet, sheet.getParameterId("Tension"));
     EXPECT_EQ(begin.count, 1);
-    EXPECT_EQ(begin.last, slotOf("Tension"));
+    EXPECT_EQ(std::get<0>(begin.last), slotOf("Tension"));
     proxy->gestureEnd.emit(&sheet, sheet.getParameterId("Tension"));
     EXPECT_EQ(end.count, 1);
-    EXPECT_EQ(end.last, slotOf("Tension"));
+    EXPECT_EQ(std::get<0>(end.last), slotOf("Tension"));
 
     proxy->gestureBegin.emit(&sheet, sheet.getParameterId("BandDecay2"));                 // no slot
     proxy->gestureBegin.emit(plugin->getEngine().get(), sheet.getParameterId("Tension")); // other element
@@ -289,7 +262,7 @@ TEST(HostParameters, ConnectDisconnectAndAutomationXmlMoveSlotsWithoutRenumberin
 
     plugin->disconnect({"/Lamina", "Mix"});
     EXPECT_EQ(titles.count, 1);
-    EXPECT_EQ(titles.last, mix);
+    EXPECT_EQ(std::get<0>(titles.last), mix);
     EXPECT_EQ(plugin->getParameterType(mix), 5);
     const float mixBefore = sheet.getParameter(sheet.getParameterId("Mix"));
     plugin->setParameterNormalised(mix, 0.9f);

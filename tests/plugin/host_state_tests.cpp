@@ -1,5 +1,5 @@
 // The state block a host keeps: its header, the round trip, old plain-XML states, and damaged blocks.
-#include "plugin/lamina_plugin.h"
+#include "tests/plugin/plugin_rig.h"
 
 #include <gtest/gtest.h>
 
@@ -12,11 +12,14 @@ namespace
 {
 std::unique_ptr<LaminaPlugin> makePlugin(ChannelConfig config = {2, 2})
 {
-    std::unique_ptr<LaminaPlugin> plugin(
-        static_cast<LaminaPlugin*>(LaminaPluginFactory::instance().create(int32_t(PluginFormat::lv2))));
-    plugin->prepare(44100, config, 1024);
-    plugin->prepare(48000, config, 256);
-    return plugin;
+    return test::makePlugin(config, 48000, 256, PluginFormat::lv2);
+}
+
+std::vector<uint8_t> stateOf(LaminaPlugin& plugin)
+{
+    std::vector<uint8_t> block;
+    plugin.getState(block);
+    return block;
 }
 
 Element* sheetOf(LaminaPlugin& plugin)
@@ -76,15 +79,9 @@ float impulsePeak(LaminaPlugin& plugin, int blocks = 40)
     return peak;
 }
 
-struct StateCounter
+struct StateCounter : test::SignalCounter<>
 {
-    explicit StateCounter(Plugin& p) : plugin(p)
-    {
-        plugin.stateLoaded.connect(this, std::function<void()>([this] { ++count; }));
-    }
-    ~StateCounter() { plugin.stateLoaded.disconnectAll(this); }
-    Plugin& plugin;
-    int count = 0;
+    explicit StateCounter(Plugin& p) : SignalCounter(p.stateLoaded) {}
 };
 } // namespace
 
@@ -101,8 +98,7 @@ TEST(HostState, BlockCarriesMagicVersionLengthAndCompressedXmlAndReadsBackToTheS
     sheet->setParameterDeferred(sheet->getParameterId("EnableEQ"), false, true);
     EXPECT_TRUE(first->getEngine()->isModified());
 
-    std::vector<uint8_t> block;
-    first->getState(block);
+    const auto block = stateOf(*first);
     EXPECT_FALSE(first->getEngine()->isModified()) << "a host save counts as a save";
     ASSERT_GT(block.size(), 12u);
     EXPECT_EQ(std::memcmp(block.data(), "QOR4", 4), 0);
@@ -128,8 +124,7 @@ TEST(HostState, BlockCarriesMagicVersionLengthAndCompressedXmlAndReadsBackToTheS
     EXPECT_FLOAT_EQ(second->getParameterValue(0), 5.5f);
     EXPECT_EQ(newSheet->getIntParameter(newSheet->getParameterId("Material")), 2);
 
-    std::vector<uint8_t> again;
-    second->getState(again);
+    const auto again = stateOf(*second);
     EXPECT_EQ(xmlOf(again), xml);
 
     // Buses and slots follow the new tree: it rings, and a host write reaches it.
@@ -142,15 +137,13 @@ TEST(HostState, PlainXmlWithoutHeaderLoadsTheSameTree)
 {
     auto first = makePlugin();
     first->getEngine()->setName("Old Plate");
-    std::vector<uint8_t> block;
-    first->getState(block);
+    const auto block = stateOf(*first);
     const auto xml = xmlOf(block);
 
     auto second = makePlugin({1, 2});
     ASSERT_TRUE(second->setState(bytesOf(xml), "/tmp/some.preset"));
     EXPECT_EQ(second->getEngine()->getName(), "Old Plate");
-    std::vector<uint8_t> again;
-    second->getState(again);
+    const auto again = stateOf(*second);
     EXPECT_EQ(xmlOf(again), xml);
     EXPECT_GT(impulsePeak(*second), 1e-4f) << "mono in, stereo out after a load";
 }
@@ -159,8 +152,7 @@ TEST(HostState, BlocksThatDoNotParseLeaveThePluginAsItWas)
 {
     auto plugin = makePlugin();
     plugin->getEngine()->setName("Keep");
-    std::vector<uint8_t> good;
-    plugin->getState(good);
+    const auto good = stateOf(*plugin);
     const auto xml = xmlOf(good);
     auto* sheet = sheetOf(*plugin);
     StateCounter loaded(*plugin);
@@ -194,8 +186,7 @@ TEST(HostState, BlocksThatDoNotParseLeaveThePluginAsItWas)
         EXPECT_EQ(loaded.count, ++expectedSignals) << "stateLoaded fires all the same: " << what;
         EXPECT_EQ(sheetOf(*plugin), sheet) << what;
     }
-    std::vector<uint8_t> after;
-    plugin->getState(after);
+    const auto after = stateOf(*plugin);
     EXPECT_EQ(xmlOf(after), xml);
 
     // Bytes behind the compressed text are not read.
@@ -208,8 +199,7 @@ TEST(HostState, BlocksThatDoNotParseLeaveThePluginAsItWas)
 TEST(HostState, RandomMutationsOfAValidBlockNeitherCrashNorCorruptThePlugin)
 {
     auto plugin = makePlugin();
-    std::vector<uint8_t> good;
-    plugin->getState(good);
+    const auto good = stateOf(*plugin);
     std::mt19937 random(20261123);
     int loadedCount = 0;
     for (int round = 0; round < 400; ++round)
@@ -229,8 +219,7 @@ TEST(HostState, RandomMutationsOfAValidBlockNeitherCrashNorCorruptThePlugin)
         loadedCount += plugin->setState(bytes, {}) ? 1 : 0;
 
         // Whatever happened, the plug-in still describes a tree the same way it loads it.
-        std::vector<uint8_t> now;
-        plugin->getState(now);
+        const auto now = stateOf(*plugin);
         ASSERT_GT(now.size(), 12u);
         ASSERT_EQ(std::memcmp(now.data(), "QOR4", 4), 0);
     }

@@ -29,33 +29,9 @@ public:
     {
         setStates(std::make_unique<State>(this), std::make_unique<State>(this));
         const auto& d = descriptions();
-        for (uint16_t i = 0; i < d.floats.size(); ++i)
-            addParameter<float>(
-                d.floats[i],
-                [](Element&, ElementState* s, const uint16_t* x, float v)
-                { static_cast<State*>(s)->floats[x[0]] = v; },
-                [](const Element&, const ElementState* s, const uint16_t* x)
-                { return static_cast<const State*>(s)->floats[x[0]]; },
-                {i});
-        for (uint16_t i = 0; i < d.ints.size(); ++i)
-            addParameter<int32_t>(
-                d.ints[i],
-                [](Element&, ElementState* s, const uint16_t* x, int32_t v)
-                { static_cast<State*>(s)->ints[x[0]] = v; },
-                [](const Element&, const ElementState* s, const uint16_t* x)
-                { return static_cast<const State*>(s)->ints[x[0]]; },
-                {i});
-        for (uint16_t i = 0; i < d.bools.size(); ++i)
-            addParameter<bool>(
-                d.bools[i],
-                [](Element&, ElementState* s, const uint16_t* x, bool v)
-                {
-                    if (s != nullptr)
-                        static_cast<State*>(s)->bools[x[0]] = v;
-                },
-                [](const Element&, const ElementState* s, const uint16_t* x)
-                { return s != nullptr && static_cast<const State*>(s)->bools[x[0]]; },
-                {i});
+        addRow<float, &State::floats>(d.floats);
+        addRow<int32_t, &State::ints>(d.ints);
+        addRow<bool, &State::bools>(d.bools);
         // Both states start from the defaults, as the framework's first pass would leave them.
         for (auto* state : {controlState.get(), processState.get()})
         {
@@ -66,6 +42,24 @@ public:
             for (std::size_t i = 0; i < d.bools.size(); ++i)
                 static_cast<State*>(state)->bools[i] = d.bools[i]->defaultValue;
         }
+    }
+
+    /** One parameter for each description, stored at its index in the state's array of that type; a stateless
+        parameter (no state given) reads the default of the type. */
+    template <typename T, auto field>
+    void addRow(const std::vector<std::shared_ptr<ParameterDescription<T>>>& descriptions)
+    {
+        for (uint16_t i = 0; i < descriptions.size(); ++i)
+            addParameter<T>(
+                descriptions[i],
+                [](Element&, ElementState* s, const uint16_t* x, T v)
+                {
+                    if (s != nullptr)
+                        (static_cast<State*>(s)->*field)[x[0]] = v;
+                },
+                [](const Element&, const ElementState* s, const uint16_t* x)
+                { return s != nullptr ? (static_cast<const State*>(s)->*field)[x[0]] : T{}; },
+                {i});
     }
 
     static const char* typeName() { return "PresetTestSheet"; }
