@@ -42,16 +42,6 @@ TEST(Materials, QualityFromOldModeCountWalksTheTableFromTheTop)
     EXPECT_EQ(qualityForModeCount(-5), 1);
 }
 
-TEST(Materials, DimensionsKeepAreaAndAspect)
-{
-    auto d = laminaDimensions(2, 0.5f);
-    EXPECT_FLOAT_EQ(d.width, 1);
-    EXPECT_FLOAT_EQ(d.height, 2);
-    d = laminaDimensions(0.6f, 20);
-    EXPECT_NEAR(d.width, 3.4641, 1e-4);
-    EXPECT_NEAR(d.height, 0.17321, 1e-5);
-}
-
 // Figures of the damping model for a 2 m x 1 m sheet with every multiplier at 1, Decay 2 s, damper at 1 kHz.
 TEST(Damping, SteelTermsAtThreeFrequencies)
 {
@@ -115,11 +105,8 @@ TEST(Damping, ThermalFreqMultMovesTheCornerButNotTheLevelAbove)
     EXPECT_LT(viscousDamping(100, 1, 2, m), viscousDamping(100, 1, 1, m));
 }
 
-TEST(Damping, BandsAndTheirFrequencies)
+TEST(Damping, BandOfAFrequencyTurnsHalfwayBetweenCentres)
 {
-    EXPECT_FLOAT_EQ(bandFrequency(0), 15.625f);
-    EXPECT_FLOAT_EQ(bandFrequency(6), 1000.0f);
-    EXPECT_FLOAT_EQ(bandFrequency(11), 32000.0f);
     EXPECT_EQ(bandOfFrequency(24.9f), 0);
     EXPECT_EQ(bandOfFrequency(30), 1);
     EXPECT_EQ(bandOfFrequency(1000), 6);

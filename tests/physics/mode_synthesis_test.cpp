@@ -80,25 +80,6 @@ TEST(ModeSynthesis, MaterialLeavesTheFrequenciesAlone)
     }
 }
 
-TEST(ModeSynthesis, OneDrawPerCandidateThenOnePerRow)
-{
-    // Replays the generator of a new thread: the first phase comes after one draw for every candidate.
-    ModeSynthesisInputs in = plainSteel();
-    in.quality = 0;
-    const LaminaModeTable table = buildOnFreshThread(in);
-    ASSERT_EQ(table.size(), 3000u);
-    uint32_t state = 1;
-    auto next = [&]
-    {
-        state = state * 214013u + 2531011u;
-        return static_cast<int>((state >> 16) & 32767u);
-    };
-    for (int i = 0; i < 199 * 99; ++i)
-        next();
-    for (size_t k = 0; k < 5; ++k)
-        EXPECT_EQ(table[k].modulationPhase, static_cast<float>(next()) * 0.00019175345f) << k;
-}
-
 TEST(ModeSynthesis, TableIsSortedAndAnisotropyPerturbsWithinOnePercent)
 {
     ModeSynthesisInputs in;
