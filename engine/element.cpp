@@ -325,8 +325,7 @@ void Element::setDeferred(uint32_t id, const T& value, bool deferred)
         info->call(*this, d.hasFlag(ParameterFlags::controlStateOnly) ? nullptr : controlState.get(), value);
     }
     info->storePending(value);
-    hasPendingState.store(1);
-    hasPendingParameters.store(1);
+    raisePending();
     noteSavedChange(d);
     fireParameterChanged(info->getId());
 }
@@ -413,6 +412,15 @@ juce::String Element::getParameterValueText(uint32_t id) const
     return {};
 }
 
+void Element::raisePending()
+{
+    // The block takes hasPendingState first: raised last here, it can only be seen once hasPendingParameters
+    // is up as well. The other order lets a block take the one, find the other still down, and leave the
+    // value waiting with nothing left to announce it.
+    hasPendingParameters.store(1);
+    hasPendingState.store(1);
+}
+
 bool Element::syncParameters(ElementState* state)
 {
     if (hasPendingState.exchange(0) == 0)
@@ -421,15 +429,19 @@ bool Element::syncParameters(ElementState* state)
     if (hasPendingParameters.exchange(0) == 0)
         return true;
     ElementState* second = processState.get() != state ? processState.get() : nullptr;
+    bool allTaken = true;
     for (auto& info : parameters)
     {
         if (!info->isPending())
             continue;
         if (info->getDescription().hasFlag(ParameterFlags::controlStateOnly))
-            info->applyPendingTo(*this, nullptr, nullptr);
+            allTaken = info->applyPendingTo(*this, nullptr, nullptr) && allTaken;
         else
-            info->applyPendingTo(*this, state, second);
+            allTaken = info->applyPendingTo(*this, state, second) && allTaken;
     }
+    // A value whose cell was busy is taken by the next block.
+    if (!allTaken)
+        raisePending();
     return true;
 }
 

@@ -184,6 +184,8 @@ protected:
     }
 
     void fireParameterChanged(uint32_t id);
+    /** Tells the next block that values are waiting. */
+    void raisePending();
     void noteSavedChange(const ParameterDescriptionBase& description);
 
     Element* parent = nullptr;

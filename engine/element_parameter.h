@@ -5,6 +5,7 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
+#include <type_traits>
 
 namespace qor
 {
@@ -27,10 +28,11 @@ public:
     const ParameterDescriptionBase& getDescription() const { return *description; }
     ParameterType getType() const { return description->type; }
     virtual bool isPending() const = 0;
-    /** Clears the pending mark, reads the value and calls the setter with `state`. */
-    virtual void applyPending(Element& element, ElementState* state) = 0;
+    /** Clears the pending mark, reads the value and calls the setter with `state`. Answers false, with the
+       mark still set, when the value could not be taken now (a text whose writer holds its cell). */
+    virtual bool applyPending(Element& element, ElementState* state) = 0;
     /** The same with one read of the value for two states; `second` may be null. */
-    virtual void applyPendingTo(Element& element, ElementState* first, ElementState* second) = 0;
+    virtual bool applyPendingTo(Element& element, ElementState* first, ElementState* second) = 0;
     /** Copies the value that `from` holds into `to` through the getter and the setter. */
     virtual void copyState(Element& element, const ElementState* from, ElementState* to) = 0;
     uint32_t getId() const { return description->id; }
@@ -48,16 +50,31 @@ struct PendingCell
     T load() const { return value.load(std::memory_order_relaxed); }
 };
 
-/** Text cannot cross in one atomic word; a spin lock that the audio side only tries keeps it whole. */
+/** Text cannot cross in one atomic word. A spin lock keeps it whole: writers take it, the block only tries it
+    (see ParameterInfo::applyPendingTo). The texts the states let go of when the block takes a new one are
+   kept here and freed by the next store, on the writer's thread: the block never frees a text. */
 template <>
 struct PendingCell<juce::String>
 {
     juce::SpinLock lock;
     juce::String value;
+    juce::String retired[2];
+    /** Stores so far, and the store whose text the block took last: a mark left standing after a take (the
+        writer stores, the block takes, the writer raises the mark) must not take the same text twice. */
+    uint32_t serial = 0;
+    uint32_t takenSerial = 0;
+
     void store(const juce::String& v)
     {
-        const juce::SpinLock::ScopedLockType l(lock);
-        value = v;
+        juce::String dropped[3];
+        {
+            const juce::SpinLock::ScopedLockType l(lock);
+            std::swap(dropped[0], retired[0]);
+            std::swap(dropped[1], retired[1]);
+            std::swap(dropped[2], value);
+            value = v;
+            ++serial;
+        }
     }
     juce::String load() const
     {
@@ -98,18 +115,41 @@ public:
     void clearPending() { pendingFlag.store(0); }
     T getPendingValue() const { return pending.load(); }
 
-    void applyPending(Element& element, ElementState* state) override
+    bool applyPending(Element& element, ElementState* state) override
     {
-        applyPendingTo(element, state, nullptr);
+        return applyPendingTo(element, state, nullptr);
     }
 
-    void applyPendingTo(Element& element, ElementState* first, ElementState* second) override
+    bool applyPendingTo(Element& element, ElementState* first, ElementState* second) override
     {
-        pendingFlag.store(0);
-        const T value = pending.load();
-        call(element, first, value);
-        if (second != nullptr)
-            call(element, second, value);
+        if constexpr (std::is_same_v<T, juce::String>)
+        {
+            const juce::SpinLock::ScopedTryLockType l(pending.lock);
+            if (!l.isLocked())
+                return false;
+            pendingFlag.store(0);
+            if (pending.takenSerial == pending.serial)
+                return true;
+            pending.takenSerial = pending.serial;
+            // The store since the last take emptied the retired slots; the old texts wait there for the next.
+            pending.retired[0] = read(element, first);
+            call(element, first, pending.value);
+            if (second != nullptr)
+            {
+                pending.retired[1] = read(element, second);
+                call(element, second, pending.value);
+            }
+            return true;
+        }
+        else
+        {
+            pendingFlag.store(0);
+            const T value = pending.load();
+            call(element, first, value);
+            if (second != nullptr)
+                call(element, second, value);
+            return true;
+        }
     }
 
     void copyState(Element& element, const ElementState* from, ElementState* to) override

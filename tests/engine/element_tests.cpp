@@ -9,7 +9,16 @@
 #include <tinyxml2.h>
 
 #include <atomic>
+#include <functional>
 #include <thread>
+
+#if defined(__linux__) && defined(__x86_64__)
+#include <csignal>
+#include <sys/mman.h>
+#include <ucontext.h>
+#include <unistd.h>
+#define QOR_CAN_STEP_WRITES 1
+#endif
 
 using namespace qor;
 
@@ -159,6 +168,68 @@ struct Rig
     std::vector<float> left, right;
 };
 
+#if QOR_CAN_STEP_WRITES
+/** Runs `between` right behind every write that the calling thread makes to one page while `run` runs: the
+   page is write-protected, so each write faults; the fault lets that one instruction through under the
+   processor's single-step flag, and the step's trap runs `between` before the next instruction. No second
+   thread, no timing: every point between two writes is visited once. */
+class BetweenWrites
+{
+public:
+    static int run(void* page, std::size_t size, const std::function<void()>& body,
+                   const std::function<void()>& between)
+    {
+        current = {page, size, &between, 0};
+        struct sigaction fault = {}, step = {}, oldFault = {}, oldStep = {};
+        fault.sa_sigaction = &onFault;
+        fault.sa_flags = SA_SIGINFO;
+        step.sa_sigaction = &onStep;
+        step.sa_flags = SA_SIGINFO;
+        sigaction(SIGSEGV, &fault, &oldFault);
+        sigaction(SIGTRAP, &step, &oldStep);
+        mprotect(page, size, PROT_READ);
+        body();
+        mprotect(page, size, PROT_READ | PROT_WRITE);
+        sigaction(SIGSEGV, &oldFault, nullptr);
+        sigaction(SIGTRAP, &oldStep, nullptr);
+        return current.writes;
+    }
+
+private:
+    static constexpr greg_t trapFlag = 0x100;
+
+    static void onFault(int, siginfo_t* info, void* context)
+    {
+        auto* at = static_cast<char*>(info->si_addr);
+        auto* begin = static_cast<char*>(current.page);
+        if (at < begin || at >= begin + current.size)
+        {
+            std::signal(SIGSEGV, SIG_DFL); // a real crash: let it happen
+            return;
+        }
+        mprotect(current.page, current.size, PROT_READ | PROT_WRITE);
+        static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_EFL] |= trapFlag;
+    }
+
+    static void onStep(int, siginfo_t*, void* context)
+    {
+        static_cast<ucontext_t*>(context)->uc_mcontext.gregs[REG_EFL] &= ~trapFlag;
+        ++current.writes;
+        (*current.between)();
+        mprotect(current.page, current.size, PROT_READ);
+    }
+
+    struct Run
+    {
+        void* page;
+        std::size_t size;
+        const std::function<void()>* between;
+        int writes;
+    };
+    static inline Run current{};
+};
+#endif
+
 std::string saveXml(Element& element)
 {
     tinyxml2::XMLDocument doc;
@@ -188,6 +259,32 @@ TEST(Element, DeferredValuesReachTheProcessStateAtTheNextBlockOnceAndLastWins)
     EXPECT_EQ(rig.effect->control().gain, 5.0f);
     EXPECT_TRUE(rig.effect->isModified());
     EXPECT_TRUE(rig.engine.isModified()) << "the modified flag runs up to the root";
+}
+
+// A block may start between any two writes of a deferred set on another thread. Whichever point it meets, the
+// value is in the process state by the first block that starts after the set has returned.
+TEST(Element, ABlockBetweenAnyTwoWritesOfADeferredSetLosesNoValue)
+{
+#if QOR_CAN_STEP_WRITES
+    const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    ASSERT_LE(sizeof(TestEffect), pageSize);
+    void* page = mmap(nullptr, pageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(page, MAP_FAILED);
+    auto* effect = new (page) TestEffect("Paged");
+    const auto gain = descriptions().gain->id;
+    auto block = [effect] { effect->syncParameters(effect->getControlState()); };
+
+    const int writes = BetweenWrites::run(
+        page, pageSize, [&] { effect->setParameterDeferred(gain, 7.0f, true); }, block);
+    EXPECT_GE(writes, 2) << "the set raises its marks in the element";
+    block();
+    EXPECT_EQ(effect->process().gain, 7.0f);
+
+    effect->~TestEffect();
+    munmap(page, pageSize);
+#else
+    GTEST_SKIP() << "needs page protection and single steps of x86-64 Linux";
+#endif
 }
 
 TEST(Element, IndexedSettersServeARowAndLookupsAreTyped)
@@ -355,4 +452,32 @@ TEST(Engine, ProcessAllocatesNothing)
         rig.run(64, EventList{events.data(), events.size()});
     }
     EXPECT_EQ(counter.count(), 0u);
+}
+
+TEST(Engine, TextTakenAtTheHeadOfABlockFreesNothingThereAndArrivesWhole)
+{
+    Engine engine;
+    const auto id = Engine::parameterIds().displayName;
+    // Long enough to live on the heap; each text is made and dropped here, as a message thread would.
+    auto text = [](const char* head) { return juce::String(head) + juce::String::repeatedString("-", 64); };
+    engine.setParameterDeferred(id, text("first"), true);
+    engine.syncParameters(engine.getControlState());
+    ASSERT_EQ(engine.displayName, text("first"));
+
+    // Now only the engine holds the first text: taking the second must not be where the first one dies.
+    engine.setParameterDeferred(id, text("second"), true);
+    {
+        const qor::test::AllocationCounter counter;
+        engine.syncParameters(engine.getControlState());
+        EXPECT_EQ(counter.frees(), 0u);
+        EXPECT_EQ(counter.count(), 0u);
+    }
+    EXPECT_EQ(engine.displayName, text("second"));
+    EXPECT_EQ(engine.getStringParameter(id), text("second"));
+
+    // A block with nothing new leaves the text alone.
+    engine.syncParameters(engine.getControlState());
+    engine.setParameterDeferred(id, text("third"), true);
+    engine.syncParameters(engine.getControlState());
+    EXPECT_EQ(engine.displayName, text("third"));
 }

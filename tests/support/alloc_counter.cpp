@@ -6,6 +6,14 @@
 namespace
 {
 thread_local std::size_t allocations = 0;
+thread_local std::size_t frees = 0;
+
+void countedFree(void* p) noexcept
+{
+    if (p != nullptr)
+        ++frees;
+    std::free(p);
+}
 
 void* countedAllocate(std::size_t size)
 {
@@ -56,35 +64,35 @@ void* operator new[](std::size_t size, std::align_val_t a)
 }
 void operator delete(void* p) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 void operator delete[](void* p) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 void operator delete(void* p, std::size_t) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 void operator delete[](void* p, std::size_t) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 void operator delete(void* p, std::align_val_t) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 void operator delete[](void* p, std::align_val_t) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 void operator delete(void* p, std::size_t, std::align_val_t) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 void operator delete[](void* p, std::size_t, std::align_val_t) noexcept
 {
-    std::free(p);
+    countedFree(p);
 }
 
 namespace qor::test
@@ -94,10 +102,19 @@ std::size_t threadAllocationCount()
     return allocations;
 }
 
-AllocationCounter::AllocationCounter() : start(allocations) {}
+std::size_t threadFreeCount()
+{
+    return frees;
+}
+
+AllocationCounter::AllocationCounter() : start(allocations), freeStart(::frees) {}
 AllocationCounter::~AllocationCounter() = default;
 std::size_t AllocationCounter::count() const
 {
     return allocations - start;
+}
+std::size_t AllocationCounter::frees() const
+{
+    return ::frees - freeStart;
 }
 } // namespace qor::test
