@@ -45,23 +45,50 @@ void EngineProxy::subscribe()
         element->signals().parameterChanged.connect(this, &EngineProxy::onParameterChanged);
 }
 
-void EngineProxy::rebind()
+void EngineProxy::remap()
 {
     byElement.clear();
     for (std::size_t i = 0; i < parameterListeners.size(); ++i)
-        if (engine != nullptr)
+        if (engine != nullptr && parameterListeners[i].listener != nullptr)
             if (auto* element = engine->findElement(parameterListeners[i].path))
                 byElement.emplace(element, i);
+}
 
-    for (auto& entry : elementBoundListeners)
+void EngineProxy::rebind()
+{
+    // While a tick walks the map, it is remade only when the walk is over.
+    if (telling > 0)
+        changedWhileTelling = true;
+    else
+        remap();
+
+    // By index, and the entry read again after each call: a listener may add or remove listeners when told.
+    ++telling;
+    for (std::size_t i = 0; i < elementBoundListeners.size(); ++i)
     {
-        auto* element = engine != nullptr ? engine->findElement(entry.path) : nullptr;
-        if (element != entry.bound)
+        auto* element = engine != nullptr ? engine->findElement(elementBoundListeners[i].path) : nullptr;
+        auto& entry = elementBoundListeners[i];
+        if (entry.listener != nullptr && element != entry.bound)
         {
             entry.bound = element;
-            entry.listener->elementBound(entry.path, element);
+            const auto path = entry.path;
+            entry.listener->elementBound(path, element);
         }
     }
+    if (--telling == 0 && changedWhileTelling)
+        compact();
+}
+
+void EngineProxy::compact()
+{
+    changedWhileTelling = false;
+    parameterListeners.erase(std::remove_if(parameterListeners.begin(), parameterListeners.end(),
+                                            [](auto& e) { return e.listener == nullptr; }),
+                             parameterListeners.end());
+    elementBoundListeners.erase(std::remove_if(elementBoundListeners.begin(), elementBoundListeners.end(),
+                                               [](auto& e) { return e.listener == nullptr; }),
+                                elementBoundListeners.end());
+    remap();
 }
 
 void EngineProxy::addParameterListener(const juce::String& path, uint32_t parameterId,
@@ -75,10 +102,13 @@ void EngineProxy::addParameterListener(const juce::String& path, uint32_t parame
 
 void EngineProxy::removeParameterListener(ParameterListener* listener)
 {
-    parameterListeners.erase(std::remove_if(parameterListeners.begin(), parameterListeners.end(),
-                                            [listener](auto& e) { return e.listener == listener; }),
-                             parameterListeners.end());
-    rebind();
+    for (auto& entry : parameterListeners)
+        if (entry.listener == listener)
+            entry.listener = nullptr;
+    if (telling > 0)
+        changedWhileTelling = true;
+    else
+        compact();
 }
 
 void EngineProxy::addElementBoundListener(const juce::String& path, ElementBoundListener* listener)
@@ -90,9 +120,13 @@ void EngineProxy::addElementBoundListener(const juce::String& path, ElementBound
 
 void EngineProxy::removeElementBoundListener(ElementBoundListener* listener)
 {
-    elementBoundListeners.erase(std::remove_if(elementBoundListeners.begin(), elementBoundListeners.end(),
-                                               [listener](auto& e) { return e.listener == listener; }),
-                                elementBoundListeners.end());
+    for (auto& entry : elementBoundListeners)
+        if (entry.listener == listener)
+            entry.listener = nullptr;
+    if (telling > 0)
+        changedWhileTelling = true;
+    else
+        compact();
 }
 
 float EngineProxy::readValue(const Element& element, uint32_t id)
@@ -152,12 +186,17 @@ int EngineProxy::tick()
         dequeuePosition.store(pos + 1, std::memory_order_relaxed);
         cell.sequence.store(pos + poolSize, std::memory_order_release);
 
+        // The map and the list stay in place while listeners are told (leaving only clears an entry, and a
+        // new entry goes behind), so the walk can go on after any call.
+        ++telling;
         auto [first, last] = byElement.equal_range(record.element);
         for (auto it = first; it != last; ++it)
         {
             if (it->second >= parameterListeners.size())
                 continue;
-            const auto& entry = parameterListeners[it->second];
+            const auto entry = parameterListeners[it->second];
+            if (entry.listener == nullptr)
+                continue;
             if (entry.parameterId == 0 || static_cast<int32_t>(entry.parameterId) == record.parameterId)
             {
                 entry.listener->engineParameterChanged(
@@ -165,6 +204,8 @@ int EngineProxy::tick()
                 ++delivered;
             }
         }
+        if (--telling == 0 && changedWhileTelling)
+            compact();
     }
     return delivered;
 }

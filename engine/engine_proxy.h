@@ -74,6 +74,10 @@ private:
     void onParameterChanged(Element* element, uint32_t parameterId);
     void subscribe();
     void rebind();
+    /** Drops the entries of listeners that have left, and maps the rest again. */
+    void compact();
+    /** Maps each parameter listener to the element its path resolves to now. */
+    void remap();
     static float readValue(const Element& element, uint32_t id);
 
     Plugin* plugin;
@@ -95,6 +99,10 @@ private:
         Element* bound;
     };
     std::vector<BoundEntry> elementBoundListeners;
+    /** Above 0 while listeners are being told: a listener that leaves then only has its entry cleared, and
+       the map stays as it is (the loops that tell them walk these), until the telling is over. */
+    int telling = 0;
+    bool changedWhileTelling = false;
 
     // Bounded multi-producer queue of records, each cell on its own cache line.
     struct alignas(64) Cell

@@ -128,3 +128,77 @@ TEST(EngineProxy, RebindsElementListenersWhenTheEngineChangesAndIgnoresTheSameEn
     EXPECT_GT(proxy.tick(), 0);
     EXPECT_EQ(recorder.changes.back().element, replacement);
 }
+
+// Widgets unbind in their callbacks: one goes while it is told, another takes a third one down with it.
+TEST(EngineProxy, ListenersThatLeaveWhileBeingToldStopHearingAndTheRestHearEverything)
+{
+    Engine engine;
+    auto* effect = engine.addElement(std::make_unique<LevelEffect>("Fx"));
+    EngineProxy proxy(nullptr, &engine, false);
+
+    struct Leaver : EngineProxy::ParameterListener
+    {
+        EngineProxy* proxy = nullptr;
+        bool leavesItself = false;
+        std::unique_ptr<Recorder> victim; // removed and destroyed at the first call
+        int calls = 0;
+        void engineParameterChanged(Element&, uint32_t, float) override
+        {
+            ++calls;
+            if (leavesItself)
+                proxy->removeParameterListener(this);
+            else if (victim != nullptr)
+            {
+                proxy->removeParameterListener(victim.get());
+                victim.reset();
+            }
+        }
+    };
+    Recorder first, last;
+    Leaver self, killer;
+    self.proxy = killer.proxy = &proxy;
+    self.leavesItself = true;
+    killer.victim = std::make_unique<Recorder>();
+    proxy.addParameterListener("/Fx", 0, &first);
+    proxy.addParameterListener("/Fx", 0, &self);
+    proxy.addParameterListener("/Fx", 0, &killer);
+    proxy.addParameterListener("/Fx", 0, killer.victim.get());
+    proxy.addParameterListener("/Fx", 0, &last);
+
+    for (int i = 1; i <= 3; ++i)
+        effect->setParameterDeferred(levelDescription()->id, float(i), true);
+    proxy.tick();
+    EXPECT_EQ(self.calls, 1);
+    EXPECT_EQ(killer.calls, 3);
+    EXPECT_EQ(first.changes.size(), 3u);
+    ASSERT_EQ(last.changes.size(), 3u);
+    EXPECT_EQ(last.changes.back().value, 3.0f);
+
+    effect->setParameterDeferred(levelDescription()->id, 4.0f, true);
+    EXPECT_EQ(proxy.tick(), 3) << "first, killer and last are left";
+
+    // The same while the proxy rebinds after a load.
+    struct BoundLeaver : EngineProxy::ElementBoundListener
+    {
+        EngineProxy* proxy = nullptr;
+        int calls = 0;
+        void elementBound(const juce::String&, Element*) override
+        {
+            if (++calls == 2)
+                proxy->removeElementBoundListener(this);
+        }
+    };
+    BoundLeaver leaver;
+    leaver.proxy = &proxy;
+    Recorder bound;
+    proxy.addElementBoundListener("/Fx", &leaver);
+    proxy.addElementBoundListener("/Fx", &bound);
+    Engine second;
+    second.addElement(std::make_unique<LevelEffect>("Fx"));
+    proxy.setEngine(&second);
+    Engine third;
+    third.addElement(std::make_unique<LevelEffect>("Fx"));
+    proxy.setEngine(&third);
+    EXPECT_EQ(leaver.calls, 2);
+    EXPECT_EQ(bound.bound.size(), 3u);
+}
