@@ -3,6 +3,8 @@
 #include "engine/parameter_mapper.h"
 
 #include <algorithm>
+#include <cmath>
+#include <type_traits>
 
 namespace qor
 {
@@ -291,11 +293,24 @@ void Element::fireParameterChanged(uint32_t id)
         listeners->parameterChanged.emit(this, id);
 }
 
+namespace
+{
+/** A value no parameter takes: NaN or an infinity would go on into every filter and mode that reads it. */
+template <typename T>
+bool isRefused(const T& value)
+{
+    if constexpr (std::is_same_v<T, float>)
+        return !std::isfinite(value);
+    else
+        return false;
+}
+} // namespace
+
 template <typename T>
 void Element::setImmediate(uint32_t id, const T& value)
 {
     auto* info = findTyped<T>(id);
-    if (info == nullptr)
+    if (info == nullptr || isRefused(value))
         return;
     info->clearPending();
     const auto& d = info->getDescription();
@@ -315,7 +330,7 @@ template <typename T>
 void Element::setDeferred(uint32_t id, const T& value, bool deferred)
 {
     auto* info = findTyped<T>(id);
-    if (info == nullptr)
+    if (info == nullptr || isRefused(value))
         return;
     const auto& d = info->getDescription();
     if (!deferred)

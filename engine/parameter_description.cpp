@@ -164,7 +164,11 @@ float ParameterDescription<int>::normalise(int value) const
 
 int ParameterDescription<int>::denormalise(float x) const
 {
-    return int(std::floor(double(range.max - range.min) * double(x) + double(range.min) + 0.5));
+    const double v = std::floor(double(range.max - range.min) * double(x) + double(range.min) + 0.5);
+    // Any float gives an int: NaN the minimum, the rest held to what an int can be.
+    if (std::isnan(v))
+        return range.min;
+    return int(std::clamp(v, double(INT32_MIN), double(INT32_MAX)));
 }
 
 juce::String ParameterDescription<int>::formatValueText(double value, const Element*) const

@@ -129,6 +129,11 @@ float ExportedPluginParameter::getNormalised() const
 
 void ExportedPluginParameter::setNormalised(float x)
 {
+    // A host's queue may carry anything: NaN is no value, and the scale ends at 0 and 1 (an infinity mapped
+    // through a curve can come out as NaN).
+    if (std::isnan(x))
+        return;
+    x = std::clamp(x, 0.0f, 1.0f);
     isBeingSetByHost = true;
     if (!isBound())
         unconnectedValue = x;
@@ -174,7 +179,7 @@ float ExportedPluginParameter::getValue() const
 
 void ExportedPluginParameter::setValue(float value)
 {
-    if (!isBound())
+    if (!isBound() || std::isnan(value))
         return;
     isBeingSetByHost = true;
     if (type == floatType)

@@ -123,8 +123,14 @@ LaminaGrid laminaGrid(float area, float aspectRatio, int materialIndex)
     grid.lengthX = static_cast<double>(grid.dims.width) * grid.scale;
     grid.lengthY = static_cast<double>(grid.dims.height) * grid.scale;
     const double perCell = 1 / grid.cellSize;
-    grid.nx = static_cast<int>(std::min(std::trunc(grid.lengthX * perCell), 1000.0));
-    grid.ny = static_cast<int>(std::min(std::trunc(grid.lengthY * perCell), 1000.0));
+    // A side that is no number (NaN from a negative area, say) has no cells.
+    auto cells = [perCell](double length)
+    {
+        const double n = std::trunc(length * perCell);
+        return n >= 0.0 ? static_cast<int>(std::min(n, 1000.0)) : 0;
+    };
+    grid.nx = cells(grid.lengthX);
+    grid.ny = cells(grid.lengthY);
     grid.steelArealMass = steel.thickness * steel.density;
     return grid;
 }

@@ -33,6 +33,10 @@ void SampleDelay::write(const float* source, uint32_t count)
 
 void SampleDelay::read(float* target, double delayStart, double delayEnd, uint32_t count) const
 {
+    // Whatever the delays are, NaN included, the read stays inside the line.
+    const double longest = double(length - guard);
+    delayStart = std::isnan(delayStart) ? 0.0 : std::clamp(delayStart, 0.0, longest);
+    delayEnd = std::isnan(delayEnd) ? 0.0 : std::clamp(delayEnd, 0.0, longest);
     const float* data = samples.data();
     if (delayStart == delayEnd && delayStart == std::floor(delayStart))
     {

@@ -1,5 +1,7 @@
 #include "plugin/juce/host_parameter.h"
 
+#include <cmath>
+
 namespace qor
 {
 
@@ -36,6 +38,11 @@ HostParameter::HostParameter(Plugin& owner, uint32_t slotIndex, const juce::Stri
 
 void HostParameter::setValue(float newValue)
 {
+    // Queues hand values over unchecked: the slot refuses NaN and ends infinities at the scale's ends, and so
+    // does what the host reads back here.
+    if (std::isnan(newValue))
+        return;
+    newValue = juce::jlimit(0.0f, 1.0f, newValue);
     // Hosts send back what they were told (after a state load, say): mapping such a value again could move
     // the real value by a rounding step and rebuild the modes for nothing.
     const float old = value.exchange(newValue, std::memory_order_relaxed);

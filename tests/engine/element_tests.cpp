@@ -9,6 +9,7 @@
 #include <tinyxml2.h>
 
 #include <atomic>
+#include <cmath>
 #include <functional>
 #include <thread>
 
@@ -285,6 +286,31 @@ TEST(Element, ABlockBetweenAnyTwoWritesOfADeferredSetLosesNoValue)
 #else
     GTEST_SKIP() << "needs page protection and single steps of x86-64 Linux";
 #endif
+}
+
+TEST(Element, NoNonFiniteValueReachesAParameterByAnyWriteAndIntMappingTakesAnyFloat)
+{
+    Rig rig;
+    const auto gain = descriptions().gain->id;
+    rig.effect->setParameter(gain, 3.0f);
+    for (float bad : {std::nanf(""), INFINITY, -INFINITY})
+    {
+        rig.effect->setParameter(gain, bad);
+        rig.effect->setParameterDeferred(gain, bad, true);
+        rig.effect->setParameterDeferred(gain, bad, false);
+        ElementParameterValue<float>(rig.effect, gain).set(bad);
+        EXPECT_EQ(rig.effect->getParameter(gain), 3.0f) << bad;
+        rig.run(64);
+        EXPECT_EQ(rig.effect->process().gain, 3.0f) << bad;
+        EXPECT_EQ(rig.effect->control().gain, 3.0f) << bad;
+    }
+
+    const auto& mode = *descriptions().mode;
+    for (float x : {std::nanf(""), INFINITY, -INFINITY, 1e30f, -1e30f})
+    {
+        const int v = mode.clamp(mode.denormalise(x));
+        EXPECT_TRUE(v == mode.range.min || v == mode.range.max) << x << " gave " << v;
+    }
 }
 
 TEST(Element, IndexedSettersServeARowAndLookupsAreTyped)

@@ -51,6 +51,13 @@ TEST(ModeSynthesis, GridSizes)
     // The longest side is capped at 1000 cells.
     EXPECT_EQ(laminaGrid(6, 20, 0).nx, 1000);
     EXPECT_EQ(laminaGrid(6, 20, 0).ny, 54);
+    // Sizes that are no numbers make no grid, whatever the float.
+    for (float bad : {std::nanf(""), INFINITY, -INFINITY, -2.0f})
+    {
+        const LaminaGrid g = laminaGrid(bad, 2, 0), h = laminaGrid(2, bad, 0);
+        for (int n : {g.nx, g.ny, h.nx, h.ny})
+            EXPECT_TRUE(n >= 0 && n <= 1000) << bad << " gave " << n;
+    }
 }
 
 TEST(ModeSynthesis, SteelFrequenciesAndTheReachOfTension)

@@ -86,6 +86,27 @@ TEST(SampleDelay, OddBlockSizesKeepTheMirrorInStep)
         }
 }
 
+TEST(SampleDelay, AnyDelayReadsInsideTheLine)
+{
+    constexpr uint32_t block = 64, maxDelay = 100;
+    SampleDelay delay;
+    delay.init(block, maxDelay);
+    std::vector<float> in(block), out(block);
+    for (uint32_t i = 0; i < block; ++i)
+        in[i] = float(i + 1);
+    delay.write(in.data(), block);
+    for (double bad : {std::nan(""), double(INFINITY), -double(INFINITY), -5.5, 1e300})
+    {
+        std::fill(out.begin(), out.end(), -1.0f);
+        delay.read(out.data(), bad, bad, block);
+        for (float v : out)
+            ASSERT_TRUE(std::isfinite(v) && v >= 0.0f && v <= float(block)) << bad << " read " << v;
+    }
+    // No delay is the written block itself.
+    delay.read(out.data(), std::nan(""), std::nan(""), block);
+    EXPECT_EQ(out, in);
+}
+
 TEST(ShelfFilter, EndsOfTheShelfAndTheFlatPair)
 {
     const double fn = 2000.0 / 48000;

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
 
+#include <cmath>
 #include <cstring>
 
 using namespace qor;
@@ -325,4 +326,67 @@ TEST(HostParameters, ConnectDisconnectAndAutomationXmlMoveSlotsWithoutRenumberin
     for (uint32_t i = 0; i < other->getNumParameters(); ++i)
         EXPECT_EQ(other->getParameterType(i), 5);
     EXPECT_FALSE(other->saveAutomation(none));
+}
+
+// What a host's parameter queue may carry: NaN and infinities, on every slot, through both write paths.
+TEST(HostParameters, NonFiniteWritesOnEverySlotLeaveValuesInRangeAndTheSoundFinite)
+{
+    auto plugin = makePlugin();
+    std::vector<float> left(1024), right(1024);
+    float* channels[2] = {left.data(), right.data()};
+    PluginAudioBuffer buffer;
+    TimeInfo offline;
+    offline.isOffline = true; // every block hears the modes its values ask for
+    auto block = [&](bool impulse)
+    {
+        std::fill(left.begin(), left.end(), 0.0f);
+        std::fill(right.begin(), right.end(), 0.0f);
+        left[0] = impulse ? 1.0f : 0.0f;
+        buffer.setChannels(2, 1024, channels);
+        plugin->setTimeInfo(offline);
+        plugin->process(buffer);
+        float peak = 0.0f;
+        for (float v : right)
+            peak = std::isfinite(v) ? std::max(peak, std::abs(v)) : INFINITY;
+        return peak;
+    };
+
+    for (uint32_t slot = 0; slot < plugin->getNumParameters(); ++slot)
+    {
+        ParameterRange range;
+        plugin->getParameterRange(slot, range);
+        for (float bad : {std::nanf(""), INFINITY, -INFINITY})
+        {
+            const float before = plugin->getParameterValue(slot);
+            plugin->setParameterNormalised(slot, bad);
+            const float normalised = plugin->getParameterValue(slot);
+            plugin->setParameterValue(slot, bad);
+            const float real = plugin->getParameterValue(slot);
+            for (float v : {normalised, real})
+            {
+                EXPECT_TRUE(v >= range.min && v <= range.max)
+                    << "slot " << slot << " took " << bad << " as " << v;
+            }
+            if (std::isnan(bad))
+            {
+                EXPECT_EQ(real, before) << "slot " << slot << ": NaN changes nothing";
+            }
+            EXPECT_TRUE(std::isfinite(plugin->getParameterNormalised(slot))) << slot;
+        }
+        EXPECT_TRUE(std::isfinite(block(slot % 4 == 0))) << "after slot " << slot;
+    }
+
+    // Back to good values: the sheet rings as a fresh one does.
+    for (uint32_t slot = 0; slot < plugin->getNumParameters(); ++slot)
+    {
+        ParameterRange range;
+        plugin->getParameterRange(slot, range);
+        plugin->setParameterValue(slot, range.defaultValue);
+    }
+    block(false);
+    float peak = block(true);
+    for (int b = 0; b < 8; ++b)
+        peak = std::max(peak, block(false));
+    EXPECT_TRUE(std::isfinite(peak));
+    EXPECT_GT(peak, 1e-4f);
 }
