@@ -119,13 +119,17 @@ void ProcessingElement::setOutputBus(uint32_t index, AudioBus* bus)
 {
     if (outputBuses.size() <= index)
         outputBuses.resize(index + 1, nullptr);
-    if (index == 0 && outputBuses[0] != nullptr)
-        outputBuses[0]->removeUser();
+    auto* old = outputBuses[index];
+    if (index == 0 && old != nullptr)
+        old->removeUser();
     outputBuses[index] = bus;
     if (index == 0 && bus != nullptr)
         bus->addUser();
     busChanged.emit(static_cast<int>(index));
-    if (bus != nullptr && prepared)
+    // A bus as wide as the one before changes nothing the states prepared for: preparing again would only
+    // build the same bank and tables once more.
+    const bool sameWidth = old != nullptr && bus != nullptr && old->getNumChannels() == bus->getNumChannels();
+    if (bus != nullptr && prepared && !sameWidth)
     {
         if (controlState != nullptr)
             controlState->prepare(sampleRate, maxBlockSize);

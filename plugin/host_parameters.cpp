@@ -5,6 +5,9 @@
 
 #include <tinyxml2.h>
 
+#include <atomic>
+#include <bit>
+
 namespace qor
 {
 
@@ -33,8 +36,7 @@ float DefaultPluginBase::getParameterNormalised(uint32_t index) const
 
 void DefaultPluginBase::setParameterNormalised(uint32_t index, float x)
 {
-    if (auto* slot = getExportedParameter(index))
-        slot->setNormalised(x);
+    hostWrite(index, x, true);
 }
 
 float DefaultPluginBase::getParameterValue(uint32_t index) const
@@ -45,8 +47,60 @@ float DefaultPluginBase::getParameterValue(uint32_t index) const
 
 void DefaultPluginBase::setParameterValue(uint32_t index, float value)
 {
-    if (auto* slot = getExportedParameter(index))
-        slot->setValue(value);
+    hostWrite(index, value, false);
+}
+
+void DefaultPluginBase::hostWrite(uint32_t index, float value, bool normalised)
+{
+    auto* slot = getExportedParameter(index);
+    if (slot == nullptr)
+        return;
+    bool written = false;
+    {
+        const juce::ScopedTryLock lock(slotLock);
+        if (lock.isLocked())
+        {
+            normalised ? slot->setNormalised(value) : slot->setValue(value);
+            written = true;
+        }
+    }
+    if (!written)
+    {
+        const uint64_t kind = normalised ? 1 : 2;
+        parkedWrites[index].store(kind << 32 | std::bit_cast<uint32_t>(value));
+        anyParked.store(true);
+    }
+    // A holder that let go of the lock before this write was parked has not seen it.
+    applyParkedWritesIfFree();
+}
+
+void DefaultPluginBase::applyParkedWrites()
+{
+    anyParked.store(false);
+    for (std::size_t i = 0; i < parkedWrites.size(); ++i)
+    {
+        const auto parked = parkedWrites[i].exchange(0);
+        if (parked == 0)
+            continue;
+        const float value = std::bit_cast<float>(static_cast<uint32_t>(parked));
+        if ((parked >> 32) == 1)
+            parameters[i]->setNormalised(value);
+        else
+            parameters[i]->setValue(value);
+    }
+}
+
+void DefaultPluginBase::applyParkedWritesIfFree()
+{
+    // Pairs with the parker's store: either this sees its write, or its own try below finds the lock free.
+    std::atomic_thread_fence(std::memory_order_seq_cst);
+    while (anyParked.load())
+    {
+        const juce::ScopedTryLock lock(slotLock);
+        if (!lock.isLocked())
+            return; // whoever holds it applies them when it lets go
+        applyParkedWrites();
+    }
 }
 
 juce::String DefaultPluginBase::formatParameterValue(uint32_t index, float value) const
@@ -100,12 +154,14 @@ uint32_t DefaultPluginBase::exportParameter(const juce::String& path, const juce
     auto slot = std::make_shared<ExportedPluginParameter>(*this, index, target, displayName);
     slot->bind(engine.get(), target, displayName);
     parameters.push_back(std::move(slot));
+    parkedWrites.emplace_back(0);
     automationMap[target] = index;
     return index;
 }
 
 void DefaultPluginBase::refreshParameters()
 {
+    const SlotsHeld held(*this);
     for (auto& slot : parameters)
         slot->rebind(engine.get());
 }
@@ -113,6 +169,7 @@ void DefaultPluginBase::refreshParameters()
 bool DefaultPluginBase::connect(const juce::String& path, const juce::String& parameterName,
                                 const juce::String& displayName)
 {
+    const SlotsHeld held(*this);
     const ParameterPath target{path, parameterName};
     if (automationMap.count(target) != 0 || parameters.empty())
         return false;
@@ -151,6 +208,7 @@ bool DefaultPluginBase::connect(const juce::String& path, const juce::String& pa
 
 void DefaultPluginBase::disconnect(const ParameterPath& path)
 {
+    const SlotsHeld held(*this);
     const auto it = automationMap.find(path);
     if (it == automationMap.end())
         return;
@@ -184,6 +242,7 @@ bool DefaultPluginBase::saveAutomation(tinyxml2::XMLElement* xml)
 
 void DefaultPluginBase::loadAutomation(const tinyxml2::XMLElement* xml)
 {
+    const SlotsHeld held(*this);
     for (auto& slot : parameters)
         if (slot->isConnected())
         {

@@ -1,5 +1,6 @@
 // The opaque block a host keeps for each instance: 'QOR4', a format version, the XML length, then the XML
 // compressed. Blocks without the magic are read as plain XML, as earlier builds wrote them.
+#include "engine/element_document.h"
 #include "engine/element_registry.h"
 #include "engine/engine.h"
 #include "engine/engine_proxy.h"
@@ -18,8 +19,6 @@ namespace
 constexpr char stateMagic[4] = {'Q', 'O', 'R', '4'};
 constexpr int32_t stateFormatVersion = 1;
 constexpr std::size_t headerSize = 12;
-/** A real state is a few tens of kilobytes; beyond this a length field is taken as damage, not data. */
-constexpr std::size_t maxXmlLength = std::size_t{64} << 20;
 
 int32_t readInt32LE(const uint8_t* p)
 {
@@ -57,10 +56,16 @@ void DefaultPluginBase::getState(std::vector<uint8_t>& bytes)
     tinyxml2::XMLDocument document;
     auto* root = document.NewElement("QOR4");
     document.InsertEndChild(root);
-    if (engine != nullptr)
     {
-        engine->saveToXml(root, SaveContext{});
-        engine->clearModified();
+        // No load swaps the tree away while it is saved, and what the host set while the slots were held is
+        // in it.
+        const SlotsHeld held(*this);
+        applyParkedWrites();
+        if (engine != nullptr)
+        {
+            engine->saveToXml(root, SaveContext{});
+            engine->clearModified();
+        }
     }
 
     tinyxml2::XMLPrinter printer(nullptr, false);
@@ -85,7 +90,8 @@ void DefaultPluginBase::prepareTree(Engine& tree)
     tree.prepare(sampleRate, maxBlockSize);
 }
 
-bool DefaultPluginBase::setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath)
+std::shared_ptr<Engine> DefaultPluginBase::buildTree(const std::vector<uint8_t>& bytes,
+                                                     const juce::String& presetPath)
 {
     tinyxml2::XMLDocument document;
     bool parsed = false;
@@ -96,58 +102,69 @@ bool DefaultPluginBase::setState(const std::vector<uint8_t>& bytes, const juce::
         {
             const int32_t length = readInt32LE(bytes.data() + 8);
             std::vector<char> xml;
-            if (length > 0 && static_cast<std::size_t>(length) <= maxXmlLength &&
+            if (length > 0 && static_cast<std::size_t>(length) <= ElementDocumentLimits{}.maxBytes &&
                 inflateXml(bytes.data() + headerSize, bytes.size() - headerSize,
                            static_cast<std::size_t>(length), xml))
-                parsed = document.Parse(xml.data(), xml.size()) == tinyxml2::XML_SUCCESS;
+                parsed = parseElementDocument(document, xml.data(), xml.size());
         }
     }
     else if (!bytes.empty())
     {
-        parsed = document.Parse(reinterpret_cast<const char*>(bytes.data()), bytes.size()) ==
-                 tinyxml2::XML_SUCCESS;
+        parsed = parseElementDocument(document, reinterpret_cast<const char*>(bytes.data()), bytes.size());
     }
+    if (!parsed)
+        return nullptr;
 
-    std::shared_ptr<Engine> newEngine;
-    const tinyxml2::XMLElement* engineXml = nullptr;
-    if (parsed)
-        if (const auto* root = document.RootElement();
-            root != nullptr && std::strcmp(root->Name(), "QOR4") == 0)
-            if ((engineXml = root->FirstChildElement()) != nullptr)
-                if (auto made = ElementRegistry::makeElement(juce::String::fromUTF8(engineXml->Name())))
-                    if (auto* madeEngine = dynamic_cast<Engine*>(made.get()))
-                    {
-                        made.release();
-                        newEngine.reset(madeEngine);
-                    }
+    const auto* root = document.RootElement();
+    if (root == nullptr || std::strcmp(root->Name(), "QOR4") != 0)
+        return nullptr;
+    const auto* engineXml = root->FirstChildElement();
+    if (engineXml == nullptr || !acceptsTree(*engineXml))
+        return nullptr;
+    auto made = ElementRegistry::makeElement(juce::String::fromUTF8(engineXml->Name()));
+    auto* madeEngine = dynamic_cast<Engine*>(made.get());
+    if (madeEngine == nullptr)
+        return nullptr;
+    made.release();
+    std::shared_ptr<Engine> tree(madeEngine);
 
+    LoadContext context;
+    context.loadConnections = true;
+    context.presetPath = presetPath;
+    tree->loadFromXml(engineXml, context, 2147483647);
+    // The buses go on before the tree is prepared, so that it is prepared once.
+    if (mainBus != nullptr)
+        tree->setOutputBus(0, mainBus.get());
+    prepareTree(*tree);
+    return tree;
+}
+
+bool DefaultPluginBase::setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath)
+{
+    // Everything that takes time happens on the new tree, while blocks run on the old one.
+    auto newEngine = buildTree(bytes, presetPath);
     if (newEngine == nullptr)
     {
         stateLoaded.emit();
         return false;
     }
+    auto newAuxBuses = makeAuxBuses(*newEngine, auxOutputs);
 
-    // The audio thread only tries this lock: it skips blocks while the tree is swapped.
-    const juce::ScopedLock lock(processLock);
-
-    LoadContext context;
-    context.loadConnections = true;
-    context.presetPath = presetPath;
-    newEngine->loadFromXml(engineXml, context, 2147483647);
-    prepareTree(*newEngine);
-
-    // The old tree lives until the slots and the proxy have left it: nothing points into freed elements, and
-    // the new engine cannot take the old one's address, which the proxy would take for "unchanged".
-    auto oldEngine = std::exchange(engine, newEngine);
-    if (mainBus != nullptr)
-        engine->setOutputBus(0, mainBus.get());
-    auxBuses.clear();
-    const auto outputs = auxOutputs;
-    setAuxOutputs(outputs);
-    refreshParameters();
-    if (engineProxy != nullptr)
-        engineProxy->setEngine(engine.get());
-    oldEngine.reset();
+    {
+        const SlotsHeld held(*this);
+        {
+            // The audio thread only tries this lock: a block that meets the exchange passes dry.
+            const juce::ScopedLock lock(processLock);
+            std::swap(engine, newEngine);
+            std::swap(auxBuses, newAuxBuses);
+        }
+        // The old tree lives until the slots and the proxy have left it: nothing points into freed elements,
+        // and the new engine cannot take the old one's address, which the proxy would take for "unchanged".
+        refreshParameters();
+        if (engineProxy != nullptr)
+            engineProxy->setEngine(engine.get());
+    }
+    newEngine.reset();
 
     stateLoaded.emit();
     return true;

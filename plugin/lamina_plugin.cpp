@@ -4,6 +4,10 @@
 #include "files/vfs_holder.h"
 #include "modal/lamina/lamina.h"
 
+#include <tinyxml2.h>
+
+#include <cstring>
+
 namespace qor
 {
 
@@ -107,8 +111,9 @@ void LaminaPlugin::prepare(uint32_t rate, ChannelConfig channels, uint32_t block
     processContext->sampleRate = static_cast<float>(rate);
     if (engine != nullptr)
     {
-        engine->prepare(rate, blockSize);
+        // The bus first: a bus of the same width asks for no second preparation.
         engine->setOutputBus(0, newBus.get());
+        engine->prepare(rate, blockSize);
     }
     // The old bus goes only now that the engine holds the new one.
     mainBus = std::move(newBus);
@@ -127,8 +132,28 @@ void LaminaPlugin::process(PluginAudioBuffer& block)
     cpuLoad.stop(static_cast<uint32_t>(block.numSamples));
 }
 
+bool LaminaPlugin::acceptsTree(const tinyxml2::XMLElement& engineXml) const
+{
+    // Counted before anything is made: a state of a thousand sheets would start a bank and its workers for
+    // each.
+    int sheets = 0;
+    for (auto* child = engineXml.FirstChildElement(); child != nullptr; child = child->NextSiblingElement())
+    {
+        const auto type = ElementRegistry::mapOldTypeName(juce::String::fromUTF8(child->Name()));
+        if (type == "Lamina")
+            ++sheets;
+        else if (ElementRegistry::contains(type))
+            return false;
+    }
+    return std::strcmp(engineXml.Name(), "Engine") == 0 && sheets == 1 &&
+           engineXml.NextSiblingElement() == nullptr;
+}
+
 void LaminaPlugin::prepareTree(Engine& tree)
 {
+    // The sheet is found by its path: whatever name a state gave it, it stands at "/Lamina".
+    for (auto* element : tree.getElements())
+        element->setName("Lamina");
     setElementChannels(tree, {numInputChannels, numOutputChannels});
     DefaultPluginBase::prepareTree(tree);
 }

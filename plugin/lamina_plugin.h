@@ -29,6 +29,8 @@ public:
     const CpuLoadMeter& getCpuLoad() const { return cpuLoad; }
 
 protected:
+    /** One engine, alone in the state, holding one sheet and nothing else that is an element. */
+    bool acceptsTree(const tinyxml2::XMLElement& engineXml) const override;
     void prepareTree(Engine& tree) override;
 
 private:

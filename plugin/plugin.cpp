@@ -287,13 +287,10 @@ void DefaultPluginBase::setBlockSize(uint32_t size)
         engine->prepare(sampleRate, maxBlockSize);
 }
 
-void DefaultPluginBase::setAuxOutputs(const std::vector<AuxOutput>& outputs)
+std::vector<std::shared_ptr<AudioBus>> DefaultPluginBase::makeAuxBuses(Engine& tree,
+                                                                       const std::vector<AuxOutput>& outputs)
 {
-    Plugin::setAuxOutputs(outputs);
-    if (engine != nullptr)
-        for (std::size_t i = 0; i < auxBuses.size(); ++i)
-            engine->setOutputBus(static_cast<uint32_t>(i + 1), nullptr);
-    auxBuses.clear();
+    std::vector<std::shared_ptr<AudioBus>> buses;
     for (std::size_t i = 0; i < outputs.size(); ++i)
     {
         auto bus =
@@ -303,10 +300,21 @@ void DefaultPluginBase::setAuxOutputs(const std::vector<AuxOutput>& outputs)
         bus->isAuxOutput = true;
         bus->owner = this;
         bus->ownerIndex = static_cast<int32_t>(i);
-        auxBuses.push_back(bus);
-        if (engine != nullptr)
-            engine->setOutputBus(static_cast<uint32_t>(i + 1), bus.get());
+        tree.setOutputBus(static_cast<uint32_t>(i + 1), bus.get());
+        buses.push_back(std::move(bus));
     }
+    return buses;
+}
+
+void DefaultPluginBase::setAuxOutputs(const std::vector<AuxOutput>& outputs)
+{
+    Plugin::setAuxOutputs(outputs);
+    if (engine != nullptr)
+        for (std::size_t i = 0; i < auxBuses.size(); ++i)
+            engine->setOutputBus(static_cast<uint32_t>(i + 1), nullptr);
+    auxBuses.clear();
+    if (engine != nullptr)
+        auxBuses = makeAuxBuses(*engine, outputs);
 }
 
 void DefaultPluginBase::reset()

@@ -9,6 +9,8 @@
 
 #include <juce_core/juce_core.h>
 
+#include <atomic>
+#include <deque>
 #include <map>
 #include <memory>
 #include <vector>
@@ -195,6 +197,10 @@ public:
     void loadAutomation(const tinyxml2::XMLElement* xml) override;
     /** Rebinds every slot to the current tree (after a state load). */
     void refreshParameters();
+    /** Held while the slots' targets change (a state load swaps the tree, connect and disconnect move a slot)
+        and while the tree is saved. Host writes, which may come on the audio thread, only try it: a write
+       that finds it held is parked, and whoever holds it next applies the parked writes. */
+    juce::CriticalSection& getSlotLock() { return slotLock; }
 
     bool setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath) override;
     void getState(std::vector<uint8_t>& bytes) override;
@@ -211,8 +217,43 @@ public:
     void removeFromLiveTable();
 
 protected:
+    /** Holds the slot lock for a scope; on leaving it, applies what was parked meanwhile. */
+    class SlotsHeld
+    {
+    public:
+        explicit SlotsHeld(DefaultPluginBase& p) : plugin(p) { plugin.slotLock.enter(); }
+        ~SlotsHeld()
+        {
+            plugin.slotLock.exit();
+            plugin.applyParkedWritesIfFree();
+        }
+        SlotsHeld(const SlotsHeld&) = delete;
+        SlotsHeld& operator=(const SlotsHeld&) = delete;
+
+    private:
+        DefaultPluginBase& plugin;
+    };
+
     virtual void processBlock(PluginAudioBuffer& block);
     void setEngine(std::shared_ptr<Engine> newEngine);
+    /** Whether a state's engine element has the shape of this product's tree; checked before anything is
+        made from it. */
+    virtual bool acceptsTree(const tinyxml2::XMLElement& engineXml) const
+    {
+        juce::ignoreUnused(engineXml);
+        return true;
+    }
+    /** Parses a state, makes its tree, loads and prepares it, all off the running tree; none when the block
+       does not hold an acceptable tree. */
+    std::shared_ptr<Engine> buildTree(const std::vector<uint8_t>& bytes, const juce::String& presetPath);
+    /** Buses for `outputs`, connected to `tree` as its outputs 1, 2, ... */
+    std::vector<std::shared_ptr<AudioBus>> makeAuxBuses(Engine& tree, const std::vector<AuxOutput>& outputs);
+    /** A host write of slot `index`: applied now, or parked while the slots are held elsewhere. */
+    void hostWrite(uint32_t index, float value, bool normalised);
+    /** Applies the parked writes; the caller holds the slot lock. */
+    void applyParkedWrites();
+    /** Applies the parked writes if the slot lock is free; never waits. */
+    void applyParkedWritesIfFree();
     /** Appends a slot bound to `parameterName` of the element at `path`, named by the parameter's display
        name. Answers its index. */
     uint32_t exportParameter(const juce::String& path, const juce::String& parameterName);
@@ -230,6 +271,13 @@ protected:
     uint32_t nextFreeSlot = 0;
     std::shared_ptr<Engine> engine;
     std::unique_ptr<EngineProxy> engineProxy;
+
+private:
+    juce::CriticalSection slotLock;
+    /** The last write of each slot that met the slot lock held, in one word: the kind (1 normalised, 2 real;
+       0 for none) above the value's bits. */
+    std::deque<std::atomic<uint64_t>> parkedWrites;
+    std::atomic<bool> anyParked{false};
 };
 
 } // namespace qor

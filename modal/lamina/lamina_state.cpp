@@ -86,6 +86,7 @@ void Lamina::State::computeModes()
     dampingDirty.store(0);
     gainsDirty.store(0);
     builtTable = computeModeTable(snapshotInputs());
+    stats->tablesBuilt.fetch_add(1, std::memory_order_relaxed);
 }
 
 void Lamina::State::prepare(double newSampleRate, uint32_t newMaxBlockSize)
@@ -132,6 +133,7 @@ void Lamina::State::prepare(double newSampleRate, uint32_t newMaxBlockSize)
     bank.reset();
     bank = std::make_shared<ModalBankMultiCore>(numInputs, numOutputs, maxModes, defaultBankWorkerCount(),
                                                 modesPerJob, maxBlockSize, sampleRate);
+    stats->banksMade.fetch_add(1, std::memory_order_relaxed);
 
     rebuildEqTable();
     setBandDecayTable(bandDecayTable,

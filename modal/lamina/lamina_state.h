@@ -50,6 +50,9 @@ private:
         std::atomic<uint32_t> buildsFinished{0};
         std::atomic<uint32_t> takeOvers{0};
         std::atomic<uint32_t> modulationUpdates{0};
+        /** Tables built, by prepare or the mode thread, and banks made by prepare. */
+        std::atomic<uint32_t> tablesBuilt{0};
+        std::atomic<uint32_t> banksMade{0};
         std::atomic<uint32_t> lastModulationElapsed{0};
         /** Samples rendered by the process state, and where in that count the last request and take-over
             fell (at the head of their block). */

@@ -1,9 +1,11 @@
 // The state block a host keeps: its header, the round trip, old plain-XML states, and damaged blocks.
 #include "tests/plugin/plugin_rig.h"
+#include "tests/support/lamina_probe.h"
 
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 #include <random>
 
 using namespace qor;
@@ -77,6 +79,36 @@ float impulsePeak(LaminaPlugin& plugin, int blocks = 40)
                 peak = std::max(peak, std::abs(v));
     }
     return peak;
+}
+
+/** A block in the form the plug-in writes: header, then the text compressed. */
+std::vector<uint8_t> blockOf(const std::string& xml)
+{
+    juce::MemoryOutputStream out;
+    out.write("QOR4", 4);
+    out.writeInt(1);
+    out.writeInt(int(xml.size()));
+    {
+        juce::GZIPCompressorOutputStream deflater(out);
+        deflater.write(xml.data(), xml.size());
+    }
+    const auto* data = static_cast<const uint8_t*>(out.getData());
+    return std::vector<uint8_t>(data, data + out.getDataSize());
+}
+
+/** Threads of this process. One that ends may linger here a moment after it was joined, so only a rise says
+    something: a load that starts none leaves the count where it was or below. */
+std::size_t threadsInProcess()
+{
+    std::size_t n = 0;
+    for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/task"))
+        ++n;
+    return n;
+}
+
+const LaminaProbe::Stats& statsOf(LaminaPlugin& plugin)
+{
+    return *LaminaProbe::stats(LaminaProbe::processState(*plugin.getLamina()));
 }
 
 struct StateCounter : test::SignalCounter<>
@@ -227,4 +259,71 @@ TEST(HostState, RandomMutationsOfAValidBlockNeitherCrashNorCorruptThePlugin)
     EXPECT_NE(sheetOf(*plugin), nullptr);
     EXPECT_GT(impulsePeak(*plugin), 1e-4f);
     RecordProperty("loads that went through", loadedCount);
+}
+
+// Shapes a damaged or hostile state can have. The product's tree is one engine with one sheet: anything else
+// is refused before any of it is made, and a sheet whose name is missing or wrong still stands at "/Lamina".
+TEST(HostState, HostileShapesAreRefusedBeforeAnythingIsMadeAndAStrayNameStillFindsTheSheet)
+{
+    auto plugin = makePlugin();
+    auto* sheet = sheetOf(*plugin);
+    ASSERT_NE(sheet, nullptr);
+    const auto banksBefore = statsOf(*plugin).banksMade.load();
+
+    std::string thousandSheets = "<QOR4><Engine>";
+    for (int i = 0; i < 1000; ++i)
+        thousandSheets += "<Lamina/>";
+    thousandSheets += "</Engine></QOR4>";
+    std::string manyAttributes = "<QOR4><Engine><Lamina Name=\"Lamina\"";
+    for (int i = 0; i < 100000; ++i)
+        manyAttributes += " a" + std::to_string(i) + "=\"\"";
+    manyAttributes += "/></QOR4>";
+    std::string deep = "<QOR4><Engine><Lamina>";
+    for (int i = 0; i < 20000; ++i)
+        deep += "<a>";
+    deep += "</Lamina></Engine></QOR4>";
+
+    const std::pair<const char*, std::string> refused[] = {
+        {"a thousand sheets", thousandSheets},
+        {"two sheets", "<QOR4><Engine><Lamina/><Lamina Name=\"B\"/></Engine></QOR4>"},
+        {"no sheet", "<QOR4><Engine Name=\"\"/></QOR4>"},
+        {"an engine in the engine", "<QOR4><Engine><Engine><Lamina/></Engine><Lamina/></Engine></QOR4>"},
+        {"two engines", "<QOR4><Engine><Lamina/></Engine><Engine><Lamina/></Engine></QOR4>"},
+        {"100,000 attributes", manyAttributes},
+        {"nesting deeper than the parser goes", deep}};
+    const auto threadsBefore = threadsInProcess();
+    for (const auto& [what, xml] : refused)
+    {
+        EXPECT_FALSE(plugin->setState(blockOf(xml), {})) << what;
+        EXPECT_FALSE(plugin->setState(bytesOf(xml), {})) << what << ", as plain text";
+        EXPECT_EQ(sheetOf(*plugin), sheet) << what;
+    }
+    EXPECT_LE(threadsInProcess(), threadsBefore) << "a refused state starts no thread";
+    EXPECT_EQ(statsOf(*plugin).banksMade.load(), banksBefore);
+    EXPECT_GT(impulsePeak(*plugin), 1e-4f) << "the sheet that stayed still rings";
+
+    // A nameless sheet and one of another name load, at "/Lamina", with every slot bound to them.
+    for (const char* xml :
+         {"<QOR4><Engine><Lamina Decay=\"5\"/></Engine></QOR4>",
+          "<QOR4><Engine><Lamina Name=\"InsertFX0\" Decay=\"5\"/><Properties/></Engine></QOR4>"})
+    {
+        ASSERT_TRUE(plugin->setState(bytesOf(xml), {})) << xml;
+        ASSERT_NE(sheetOf(*plugin), nullptr) << xml;
+        for (uint32_t i = 0; i < plugin->getNumParameters(); ++i)
+            EXPECT_NE(plugin->getParameterType(i), 5) << "slot " << i << " after " << xml;
+        EXPECT_FLOAT_EQ(plugin->getParameterValue(0), 5.0f) << xml;
+    }
+}
+
+TEST(HostState, ALoadAndAPrepareEachBuildTheModesOnce)
+{
+    auto plugin = makePlugin(); // prepared twice
+    EXPECT_EQ(statsOf(*plugin).tablesBuilt.load(), 2u);
+    EXPECT_EQ(statsOf(*plugin).banksMade.load(), 2u);
+
+    std::vector<uint8_t> block;
+    plugin->getState(block);
+    ASSERT_TRUE(plugin->setState(block, {}));
+    EXPECT_EQ(statsOf(*plugin).tablesBuilt.load(), 1u);
+    EXPECT_EQ(statsOf(*plugin).banksMade.load(), 1u);
 }
