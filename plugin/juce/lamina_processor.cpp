@@ -3,6 +3,7 @@
 #include "engine/engine_proxy.h"
 
 #include <cmath>
+#include <cstring>
 #include <limits>
 
 namespace qor
@@ -40,13 +41,14 @@ LaminaProcessor::LaminaProcessor()
     plugin->setAuxOutputs({});
 
     const auto count = plugin->getNumParameters();
-    deferredWrites = std::make_unique<DeferredWrite[]>(count);
     for (uint32_t i = 0; i < count; ++i)
     {
         // The key of the slot's own target is its id: stable, readable, and a valid LV2 symbol.
         const auto* slot = plugin->getExportedParameter(i);
         const auto id = slot != nullptr ? slot->getDefaultTarget().second : juce::String(i);
-        auto* parameter = new HostParameter(*plugin, i, id, [this](uint32_t s, float x) { hostWrite(s, x); });
+        // A write goes straight to the slot, on whichever thread: it takes no lock that a block waits for.
+        auto* parameter = new HostParameter(
+            *plugin, i, id, [this](uint32_t s, float x) { plugin->setParameterNormalised(s, x); });
         slots.push_back(parameter);
         addParameter(parameter);
     }
@@ -202,30 +204,6 @@ void LaminaProcessor::copyDry(juce::AudioBuffer<float>& buffer) const
     }
 }
 
-void LaminaProcessor::hostWrite(uint32_t slot, float normalised)
-{
-    // The slots' targets change under a state load: a write that meets the lock busy waits for the next
-    // block.
-    const juce::ScopedTryLock lock(processLock);
-    if (lock.isLocked())
-    {
-        plugin->setParameterNormalised(slot, normalised);
-        return;
-    }
-    deferredWrites[slot].value.store(normalised, std::memory_order_relaxed);
-    deferredWrites[slot].pending.store(true, std::memory_order_release);
-    anyDeferredWrite.store(true, std::memory_order_release);
-}
-
-void LaminaProcessor::applyDeferredHostWrites()
-{
-    if (!anyDeferredWrite.exchange(false, std::memory_order_acquire))
-        return;
-    for (uint32_t i = 0; i < slots.size(); ++i)
-        if (deferredWrites[i].pending.exchange(false, std::memory_order_acquire))
-            plugin->setParameterNormalised(i, deferredWrites[i].value.load(std::memory_order_relaxed));
-}
-
 void LaminaProcessor::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiBuffer& midi)
 {
     midi.clear();
@@ -236,7 +214,6 @@ void LaminaProcessor::processBlock(juce::AudioBuffer<float>& buffer, juce::MidiB
     const juce::ScopedTryLock lock(processLock);
     if (!lock.isLocked() || bypass->get() || plugin == nullptr)
         return;
-    applyDeferredHostWrites();
 
     const int outputs = std::min(getTotalNumOutputChannels(), int(channelPointers.size()));
     // A host may hand over more than it announced: the plug-in sees blocks of at most the prepared size.
@@ -262,18 +239,45 @@ juce::AudioProcessorEditor* LaminaProcessor::createEditor()
     return new juce::GenericAudioProcessorEditor(*this);
 }
 
+namespace
+{
+constexpr char bypassMark[4] = {'Q', 'B', 'Y', 'P'};
+constexpr std::size_t bypassTrailerSize = 8;
+} // namespace
+
 void LaminaProcessor::getStateInformation(juce::MemoryBlock& destData)
 {
-    plugin->getState(chunkBuffer);
-    destData.replaceAll(chunkBuffer.data(), chunkBuffer.size());
+    std::vector<uint8_t> chunk;
+    plugin->getState(chunk);
+    const uint8_t trailer[bypassTrailerSize] = {uint8_t(bypassMark[0]),
+                                                uint8_t(bypassMark[1]),
+                                                uint8_t(bypassMark[2]),
+                                                uint8_t(bypassMark[3]),
+                                                uint8_t(bypass->get() ? 1 : 0),
+                                                0,
+                                                0,
+                                                0};
+    chunk.insert(chunk.end(), std::begin(trailer), std::end(trailer));
+    destData.replaceAll(chunk.data(), chunk.size());
 }
 
 void LaminaProcessor::setStateInformation(const void* data, int sizeInBytes)
 {
-    const juce::ScopedLock lock(processLock);
+    // The plug-in takes its own locks, for the moment it swaps the tree in; blocks run on meanwhile.
     const auto* bytes = static_cast<const uint8_t*>(data);
-    chunkBuffer.assign(bytes, bytes + std::max(0, sizeInBytes));
-    plugin->setState(chunkBuffer, {});
+    std::vector<uint8_t> chunk(bytes, bytes + std::max(0, sizeInBytes));
+    bool hasBypass = false, bypassed = false;
+    if (chunk.size() >= bypassTrailerSize)
+    {
+        const auto* trailer = chunk.data() + chunk.size() - bypassTrailerSize;
+        hasBypass = std::memcmp(trailer, bypassMark, sizeof(bypassMark)) == 0;
+        bypassed = hasBypass && juce::ByteOrder::littleEndianInt(trailer + 4) != 0;
+        if (hasBypass)
+            chunk.resize(chunk.size() - bypassTrailerSize);
+    }
+    plugin->setState(chunk, {});
+    if (hasBypass)
+        bypass->setValueNotifyingHost(bypassed ? 1.0f : 0.0f);
 }
 
 void LaminaProcessor::timerCallback()

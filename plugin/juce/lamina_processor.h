@@ -39,13 +39,15 @@ public:
     bool hasEditor() const override { return true; }
     juce::AudioProcessorEditor* createEditor() override;
 
-    int getNumPrograms() override { return 1; }
+    int getNumPrograms() override { return programNames.size(); }
     int getCurrentProgram() override { return 0; }
     void setCurrentProgram(int) override {}
-    const juce::String getProgramName(int) override { return {}; }
+    const juce::String getProgramName(int index) override { return programNames[index]; }
     void changeProgramName(int, const juce::String&) override {}
 
+    /** The plug-in's state block, then the Master Bypass: "QBYP" and 0 or 1 as four bytes, little-endian. */
     void getStateInformation(juce::MemoryBlock& destData) override;
+    /** Restores both; a state without the bypass leaves it as it is. */
     void setStateInformation(const void* data, int sizeInBytes) override;
 
     LaminaPlugin& getPlugin() const { return *plugin; }
@@ -55,28 +57,19 @@ private:
     void connectSignals();
     void fillTimeInfo(int numSamples);
     void copyDry(juce::AudioBuffer<float>& buffer) const;
-    void hostWrite(uint32_t slot, float normalised);
-    void applyDeferredHostWrites();
     ChannelConfig currentConfig() const;
 
     std::unique_ptr<LaminaPlugin> plugin;
     PluginAudioBuffer audioBuffer;
     std::vector<HostParameter*> slots;
     juce::AudioParameterBool* bypass = nullptr;
+    /** Held by a block, and by what replaces the plug-in's buses and buffers (prepare, destruction). */
     juce::CriticalSection processLock;
-    std::vector<uint8_t> chunkBuffer;
     std::array<float*, 2> channelPointers{};
     double lastPosition = 0.0;
     uint32_t preparedBlockSize = 1024;
-
-    // Host writes that met a busy lock: applied by the next block that holds it.
-    struct DeferredWrite
-    {
-        std::atomic<float> value{0.0f};
-        std::atomic<bool> pending{false};
-    };
-    std::unique_ptr<DeferredWrite[]> deferredWrites;
-    std::atomic<bool> anyDeferredWrite{false};
+    /** What hosts list as programs; one entry until the factory library is listed here. */
+    juce::StringArray programNames{"Default"};
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR(LaminaProcessor)
 };
