@@ -1,12 +1,24 @@
 #include "files/volume.h"
 
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 namespace qor
 {
 
 namespace
 {
 constexpr int outputBufferSize = 32768;
+
+/** A file that holds bytes on the disk. A pipe or a device has no end that a reader could wait for. */
+bool isRegularFile(const juce::File& file)
+{
+    struct stat info = {};
+    return ::stat(file.getFullPathName().toRawUTF8(), &info) == 0 && S_ISREG(info.st_mode);
 }
+} // namespace
 
 NativeFS::NativeFS(const juce::String& volumeName, const juce::String& volumeLabel, const juce::File& root,
                    int32_t media)
@@ -57,7 +69,7 @@ FileStatus NativeFS::status(const VirtualFile& path)
         return st;
     st.exists = true;
     st.isDirectory = file.isDirectory();
-    st.isFile = file.existsAsFile();
+    st.isFile = isRegularFile(file);
     return st;
 }
 
@@ -70,7 +82,7 @@ VirtualFile NativeFS::nativePath(const VirtualFile& path)
 std::unique_ptr<juce::InputStream> NativeFS::openInput(const VirtualFile& path)
 {
     const auto file = toFile(path);
-    if (!file.existsAsFile())
+    if (!isRegularFile(file))
         return nullptr;
     auto stream = std::make_unique<juce::FileInputStream>(file);
     if (stream->failedToOpen())
@@ -99,6 +111,43 @@ std::unique_ptr<juce::OutputStream> NativeFS::openOutput(const VirtualFile& path
     if (stream->failedToOpen())
         return nullptr;
     return stream;
+}
+
+bool NativeFS::writeWhole(const VirtualFile& path, const void* data, std::size_t size)
+{
+    auto file = toFile(path);
+    // A link is written through: the file it points at is replaced, the link stays.
+    if (file.isSymbolicLink())
+        file = file.getLinkedTarget();
+    const auto folder = file.getParentDirectory();
+    if (file == juce::File() || file.isDirectory() || folder.createDirectory().failed())
+        return false;
+
+    // In the same folder, so that the rename stays on one file system and replaces the target in one step.
+    const auto temporary = folder.getNonexistentChildFile("." + file.getFileName(), ".tmp", false);
+    const auto temporaryPath = temporary.getFullPathName().toStdString();
+    const int fd = ::open(temporaryPath.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0644);
+    if (fd < 0)
+        return false;
+    bool ok = true;
+    for (auto* next = static_cast<const char*>(data); ok && size > 0;)
+    {
+        const auto written = ::write(fd, next, size);
+        if (written < 0 && errno == EINTR)
+            continue;
+        ok = written > 0; // a short write is taken again from where it stopped; none at all is a failure
+        if (ok)
+        {
+            next += written;
+            size -= static_cast<std::size_t>(written);
+        }
+    }
+    ok = ok && ::fsync(fd) == 0;
+    ok = ::close(fd) == 0 && ok;
+    ok = ok && ::rename(temporaryPath.c_str(), file.getFullPathName().toRawUTF8()) == 0;
+    if (!ok)
+        ::unlink(temporaryPath.c_str());
+    return ok;
 }
 
 bool NativeFS::createDirectory(const VirtualFile& path)

@@ -121,6 +121,13 @@ std::unique_ptr<juce::OutputStream> VirtualFile::openOutput(bool append) const
     return nullptr;
 }
 
+bool VirtualFile::writeWhole(const void* data, std::size_t size) const
+{
+    if (auto volume = getVolume())
+        return volume->writeWhole(*this, data, size);
+    return false;
+}
+
 bool VirtualFile::createDirectory(bool recursive) const
 {
     auto volume = getVolume();

@@ -63,6 +63,9 @@ public:
     std::unique_ptr<juce::OutputStream> openOutput(bool append = false) const;
     bool createDirectory(bool recursive) const;
     bool remove(bool recursive = false) const;
+    /** Replaces the file with `data` in one piece, or leaves it as it was: a save that fails halfway (a full
+        disk) must not have destroyed what stood there. */
+    bool writeWhole(const void* data, std::size_t size) const;
     /** Copies the bytes of this file into `other`, in blocks of 4096 bytes. */
     bool copyTo(const VirtualFile& other) const;
     /** The file of the operating system behind this path, or an empty path when there is none. */

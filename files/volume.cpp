@@ -92,6 +92,12 @@ std::unique_ptr<juce::OutputStream> Favorite::openOutput(const VirtualFile& path
     return resolved.isEmpty() ? nullptr : resolved.openOutput(append);
 }
 
+bool Favorite::writeWhole(const VirtualFile& path, const void* data, std::size_t size)
+{
+    const auto resolved = target(path);
+    return !resolved.isEmpty() && resolved.writeWhole(data, size);
+}
+
 bool Favorite::createDirectory(const VirtualFile& path)
 {
     const auto resolved = target(path);

@@ -2,6 +2,7 @@
 
 #include "files/virtual_file.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace qor
@@ -45,6 +46,12 @@ public:
     virtual std::unique_ptr<juce::OutputStream> openOutput(const VirtualFile& path, bool append) = 0;
     virtual bool createDirectory(const VirtualFile& path) = 0;
     virtual bool remove(const VirtualFile& path, bool recursive) = 0;
+    /** Replaces the file with `data`, whole or not at all; a volume that cannot do that refuses. */
+    virtual bool writeWhole(const VirtualFile& path, const void* data, std::size_t size)
+    {
+        juce::ignoreUnused(path, data, size);
+        return false;
+    }
 
     /** `path` below this volume's root, without a leading "/". */
     juce::String relativePart(const VirtualFile& path) const;
@@ -64,6 +71,9 @@ public:
     std::unique_ptr<juce::OutputStream> openOutput(const VirtualFile& path, bool append) override;
     bool createDirectory(const VirtualFile& path) override;
     bool remove(const VirtualFile& path, bool recursive) override;
+    /** Writes a hidden file beside the target, checks every write and the flush to the disk, then renames it
+        over the target: a full disk leaves the old file as it was. */
+    bool writeWhole(const VirtualFile& path, const void* data, std::size_t size) override;
 
     juce::File toFile(const VirtualFile& path) const;
 };
@@ -82,6 +92,7 @@ public:
     std::unique_ptr<juce::OutputStream> openOutput(const VirtualFile& path, bool append) override;
     bool createDirectory(const VirtualFile& path) override;
     bool remove(const VirtualFile& path, bool recursive) override;
+    bool writeWhole(const VirtualFile& path, const void* data, std::size_t size) override;
 
     /** The target of `path`, or an empty path when it leaves the folder. */
     VirtualFile target(const VirtualFile& path) const;

@@ -1,5 +1,6 @@
 #include "files/presets/preset_formats.h"
 
+#include "engine/element_document.h"
 #include "engine/element_registry.h"
 #include "files/vfs_holder.h"
 #include "files/volume.h"
@@ -120,12 +121,10 @@ bool readPresetDocument(const VirtualFile& file, tinyxml2::XMLDocument& document
     if (read == 0 || read > PresetFormat::maxFileSize)
         return false;
 
-    if (document.Parse(static_cast<const char*>(data.getData()), read) != tinyxml2::XML_SUCCESS)
-    {
-        document.Clear();
-        return false;
-    }
-    return document.RootElement() != nullptr;
+    ElementDocumentLimits limits;
+    limits.maxBytes = PresetFormat::maxFileSize;
+    return parseElementDocument(document, static_cast<const char*>(data.getData()), read, limits) &&
+           document.RootElement() != nullptr;
 }
 
 bool writePresetDocument(const VirtualFile& file, const tinyxml2::XMLDocument& document)
@@ -134,13 +133,7 @@ bool writePresetDocument(const VirtualFile& file, const tinyxml2::XMLDocument& d
     document.Print(&printer);
     const auto size = static_cast<std::size_t>(std::max(0, printer.CStrSize() - 1));
 
-    auto stream = file.openOutput(false);
-    if (stream == nullptr)
-        return false;
-    if (!stream->write(printer.CStr(), size))
-        return false;
-    stream->flush();
-    return true;
+    return file.writeWhole(printer.CStr(), size);
 }
 
 VirtualFile presetSaveTarget(const VirtualFile& file, const char* extension)

@@ -71,10 +71,12 @@ VirtualFile ioPresetsFolder();
 /** Creates the user presets folder and the three partial folders, with their parents. */
 bool createPresetFolders();
 
-/** Reads a whole file into `document`. Fails on an unreadable, empty or oversized stream and on any parse
-    error, so that a truncated or binary file never yields a half document. */
+/** Reads a whole file into `document`. Fails on an unreadable, empty or oversized stream, on text with more
+    attributes than any preset has (see parseElementDocument) and on any parse error, so that a truncated or
+    binary file never yields a half document. */
 bool readPresetDocument(const VirtualFile& file, tinyxml2::XMLDocument& document);
-/** Prints `document` in the default printer's form and writes it in one piece. */
+/** Prints `document` in the default printer's form and writes it in one piece: the file is replaced whole or
+    stays as it was. */
 bool writePresetDocument(const VirtualFile& file, const tinyxml2::XMLDocument& document);
 
 /** The file that a save writes: `file` with `extension` appended unless it ends in it already. Empty when the

@@ -7,6 +7,13 @@
 #include <gtest/gtest.h>
 #include <tinyxml2.h>
 
+#include <csignal>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
 namespace qor
 {
 namespace
@@ -140,6 +147,15 @@ TEST_F(PresetFiles, HostileFilesFailCleanly)
     juce::String big = preset("Decay=\"9\"");
     big << "<!--" << juce::String::repeatedString("x", static_cast<int>(PresetFormat::maxFileSize)) << "-->";
     EXPECT_FALSE(ops.loadPreset(write("big.preset", big)));
+    EXPECT_FLOAT_EQ(element.get("Decay"), 5.0f);
+
+    // The parser compares each new attribute of an element with all earlier ones: 100,000 of them would take
+    // it half a minute. They are refused before it sees them.
+    std::string many = "<ModulePreset><PresetTestSheet Decay=\"9\"";
+    for (int i = 0; i < 100000; ++i)
+        many += " a" + std::to_string(i) + "=\"\"";
+    many += "/></ModulePreset>";
+    EXPECT_FALSE(ops.loadPreset(write("many.preset", juce::String(many))));
     EXPECT_FLOAT_EQ(element.get("Decay"), 5.0f);
 
     // A huge number below the limit parses to infinity and falls back to the default.
@@ -315,6 +331,76 @@ TEST_F(PresetFiles, SavesStayInsideTheirFolder)
     EXPECT_FALSE(ops.savePreset(VirtualFile("/proc/qor-no-such-place/x.preset")));
     EXPECT_FALSE(ops.savePreset(VirtualFile("$Resource/resource/presets/x.preset")));
     EXPECT_EQ(element.getProperty("PresetPath"), "before");
+}
+
+// A full disk, played by a limit on the size of the files this process may write: the save fails, and the
+// file saved before stays whole, PresetPath with it. Nothing is left behind under another name.
+TEST_F(PresetFiles, ASaveThatCannotBeWrittenWholeLeavesTheOldFileAndPathAsTheyWere)
+{
+    const VirtualFile file(folder.getChildFile("Keep.preset"));
+    element.set("Decay", 4.0f);
+    ASSERT_TRUE(ops.savePreset(file));
+    const auto saved = read(file);
+    const auto path = element.getProperty("PresetPath");
+    ASSERT_GT(saved.length(), 64);
+
+    element.set("Decay", 6.0f);
+    bool presetSaved = true, decaySaved = true;
+    {
+        // No output inside: the limit holds for every file this process writes, a test log included.
+        const auto ignored = std::signal(SIGXFSZ, SIG_IGN);
+        rlimit before{};
+        getrlimit(RLIMIT_FSIZE, &before);
+        rlimit tight = before;
+        tight.rlim_cur = 64;
+        setrlimit(RLIMIT_FSIZE, &tight);
+        presetSaved = ops.savePreset(file);
+        decaySaved = ops.saveDecay(VirtualFile(folder.getChildFile("Keep.decay")));
+        setrlimit(RLIMIT_FSIZE, &before);
+        std::signal(SIGXFSZ, ignored);
+    }
+    EXPECT_FALSE(presetSaved);
+    EXPECT_FALSE(decaySaved);
+    EXPECT_EQ(read(file), saved);
+    EXPECT_EQ(element.getProperty("PresetPath"), path);
+    EXPECT_EQ(folder.getNumberOfChildFiles(
+                  juce::File::findFilesAndDirectories | juce::File::ignoreHiddenFiles, "*"),
+              1);
+    EXPECT_EQ(folder.getNumberOfChildFiles(juce::File::findFilesAndDirectories, "*"), 1)
+        << "no temporary file";
+}
+
+// A pipe (or a device) named like a preset would hold the loader until something writes to it.
+TEST_F(PresetFiles, APresetThatIsNoRegularFileIsRefusedUnopened)
+{
+    const auto pipe = folder.getChildFile("pipe.preset");
+    const std::string pipePath = pipe.getFullPathName().toStdString();
+    ASSERT_EQ(mkfifo(pipePath.c_str(), 0600), 0);
+    element.set("Decay", 5.0f);
+    // A writer that waits for a reader and hands it a good preset: a loader that opened the pipe would load
+    // it.
+    const std::string text = preset("Decay=\"9\"").toStdString();
+    std::thread writer(
+        [&]
+        {
+            const int fd = open(pipePath.c_str(), O_WRONLY);
+            if (fd >= 0)
+            {
+                [[maybe_unused]] const auto written = ::write(fd, text.data(), text.size());
+                close(fd);
+            }
+        });
+    const bool loaded = ops.loadPreset(VirtualFile(pipe));
+    const auto status = VirtualFile(pipe).status();
+    // Let the writer go: open the reading end without waiting, and close it only once the writer is done.
+    const int reader = open(pipePath.c_str(), O_RDONLY | O_NONBLOCK);
+    writer.join();
+    close(reader);
+
+    EXPECT_FALSE(loaded);
+    EXPECT_TRUE(status.exists);
+    EXPECT_FALSE(status.isFile);
+    EXPECT_FLOAT_EQ(element.get("Decay"), 5.0f);
 }
 
 TEST_F(PresetFiles, PartialFilesFillMissingBandsWithTheirConstant)
