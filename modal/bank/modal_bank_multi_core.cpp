@@ -61,8 +61,10 @@ ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, 
             workers.emplace_back(
                 [this, i, &started]
                 {
+                    runningWorkers.fetch_add(1);
                     started.release();
                     workerLoop(i);
+                    runningWorkers.fetch_sub(1);
                 });
             started.acquire();
             raiseToRealTime(workers.back());

@@ -66,6 +66,9 @@ public:
     /** The job of modes index * modesPerBank onwards, for inspection between blocks. */
     ModalBank& getBank(size_t index) { return *banks[index]; }
     size_t getNumWorkers() const { return workers.size(); }
+    /** Workers of all banks whose thread function is running: one counts from before its bank's constructor
+        returns until before the join in its bank's destructor returns. */
+    static int getNumRunningWorkers() { return runningWorkers.load(); }
 
 private:
     void workerLoop(size_t index);
@@ -73,6 +76,7 @@ private:
 
     std::vector<std::unique_ptr<ModalBank>> banks;
     std::vector<std::thread> workers;
+    static inline std::atomic<int> runningWorkers{0};
     std::vector<juce::AudioBuffer<float>> scratchBuffers;
     std::vector<juce::AudioBuffer<float>> accumulators;
     // Counts up from -jobsInBlock to 0 during a block; a claim that reads c < 0 owns job jobsInBlock + c. A
