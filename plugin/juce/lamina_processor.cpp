@@ -128,6 +128,7 @@ void LaminaProcessor::prepareToPlay(double sampleRate, int maximumExpectedSample
 {
     const auto blockSize = uint32_t(std::max(1, maximumExpectedSamplesPerBlock));
     const auto config = currentConfig();
+    const juce::ScopedLock hostCall(hostCallLock);
     // Taken blocking on the main thread; the audio thread only tries it and passes the block dry meanwhile.
     const juce::ScopedLock lock(processLock);
     plugin->prepare(uint32_t(std::lround(sampleRate)), config, blockSize);
@@ -247,6 +248,7 @@ constexpr std::size_t bypassTrailerSize = 8;
 
 void LaminaProcessor::getStateInformation(juce::MemoryBlock& destData)
 {
+    const juce::ScopedLock hostCall(hostCallLock);
     std::vector<uint8_t> chunk;
     plugin->getState(chunk);
     const uint8_t trailer[bypassTrailerSize] = {uint8_t(bypassMark[0]),
@@ -264,6 +266,7 @@ void LaminaProcessor::getStateInformation(juce::MemoryBlock& destData)
 void LaminaProcessor::setStateInformation(const void* data, int sizeInBytes)
 {
     // The plug-in takes its own locks, for the moment it swaps the tree in; blocks run on meanwhile.
+    const juce::ScopedLock hostCall(hostCallLock);
     const auto* bytes = static_cast<const uint8_t*>(data);
     std::vector<uint8_t> chunk(bytes, bytes + std::max(0, sizeInBytes));
     bool hasBypass = false, bypassed = false;

@@ -65,6 +65,9 @@ private:
     juce::AudioParameterBool* bypass = nullptr;
     /** Held by a block, and by what replaces the plug-in's buses and buffers (prepare, destruction). */
     juce::CriticalSection processLock;
+    /** Keeps a host's prepare and its state calls apart, should it make them on two threads; no block takes
+        it. */
+    juce::CriticalSection hostCallLock;
     std::array<float*, 2> channelPointers{};
     double lastPosition = 0.0;
     uint32_t preparedBlockSize = 1024;
