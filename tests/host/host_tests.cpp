@@ -368,6 +368,24 @@ TEST_P(HostTest, AnOlderStateRestoredOverValuesTheHostSetShowsAndSoundsAsSaved)
         EXPECT_NEAR(parameters[i]->getValue(), saved[i], 1e-6f) << names[i] << " after the plug-in ran";
 }
 
+// A host recalls a project with the bypass as it was. (In LV2 the bypass is the host's "enabled" port, which
+// JUCE's wrapper copies into the Master Bypass at every block.)
+TEST_P(HostTest, TheBypassComesBackWithTheState)
+{
+    auto first = hosting().load(GetParam());
+    auto second = hosting().load(GetParam());
+    ASSERT_TRUE(first != nullptr && second != nullptr);
+    auto* bypass = first->getBypassParameter();
+    ASSERT_NE(bypass, nullptr);
+    bypass->setValueNotifyingHost(1.0f);
+    render(*first, 2);
+    juce::MemoryBlock state;
+    first->getStateInformation(state);
+    second->setStateInformation(state.getData(), int(state.getSize()));
+    render(*second, 2); // LV2 tells the host its restored values from a block
+    EXPECT_EQ(second->getBypassParameter()->getValue(), 1.0f);
+}
+
 INSTANTIATE_TEST_SUITE_P(Formats, HostTest, testing::Values(Format::vst3, Format::lv2), formatName);
 
 int main(int argc, char** argv)
