@@ -1,4 +1,5 @@
 // Elements, processing elements and the engine: parameter crossing, rendering splits, events and persistence.
+#include "engine/element_document.h"
 #include "engine/element_registry.h"
 #include "engine/engine.h"
 #include "engine/parameter_mapper.h"
@@ -11,6 +12,7 @@
 #include <atomic>
 #include <cmath>
 #include <functional>
+#include <random>
 #include <thread>
 
 #if defined(__linux__) && defined(__x86_64__)
@@ -506,4 +508,41 @@ TEST(Engine, TextTakenAtTheHeadOfABlockFreesNothingThereAndArrivesWhole)
     engine.setParameterDeferred(id, text("third"), true);
     engine.syncParameters(engine.getControlState());
     EXPECT_EQ(engine.displayName, text("third"));
+}
+
+// The scan that keeps the parser from documents it would take seconds over: its limits hold at their edges,
+// it counts what the parser would (no '=' in a value, a comment or character data), and no bytes crash it.
+TEST(ElementDocument, TheScanHoldsItsLimitsAtTheirEdgesAndTakesAnyBytes)
+{
+    const ElementDocumentLimits limits{1 << 12, 4, 6};
+    auto element = [](int attributes)
+    {
+        std::string s = "<e";
+        for (int i = 0; i < attributes; ++i)
+            s += " a" + std::to_string(i) + "='x=y'";
+        return s + "/>";
+    };
+    auto within = [&](const std::string& s)
+    { return isWithinElementDocumentLimits(s.data(), s.size(), limits); };
+    EXPECT_TRUE(within("<r>" + element(4) + element(2) + "</r>"));
+    EXPECT_FALSE(within("<r>" + element(5) + "</r>")) << "one element over";
+    EXPECT_FALSE(within("<r>" + element(4) + element(3) + "</r>")) << "the document over";
+    EXPECT_TRUE(within("<r>" + element(4) + "<!-- a=1 b=2 c=3 --><![CDATA[ d=4 e=5 f=6 ]]><?p g=7?></r>"));
+    EXPECT_FALSE(within(element(1) + std::string(limits.maxBytes, ' '))) << "over the size";
+
+    tinyxml2::XMLDocument document;
+    const std::string good = "<r>" + element(4) + "</r>";
+    EXPECT_TRUE(parseElementDocument(document, good.data(), good.size(), limits));
+    EXPECT_FALSE(parseElementDocument(document, "<r><e", 5, limits));
+    EXPECT_EQ(document.RootElement(), nullptr) << "a refused text leaves the document empty";
+
+    std::mt19937 random(11);
+    const char alphabet[] = "<>!?-[]CDAT='\" a/";
+    for (int round = 0; round < 2000; ++round)
+    {
+        std::string text(random() % 64, ' ');
+        for (auto& c : text)
+            c = alphabet[random() % (sizeof(alphabet) - 1)];
+        parseElementDocument(document, text.data(), text.size(), limits);
+    }
 }

@@ -3,7 +3,9 @@
 #include "tests/support/lamina_probe.h"
 
 #include <gtest/gtest.h>
+#include <tinyxml2.h>
 
+#include <cmath>
 #include <cstring>
 #include <filesystem>
 #include <random>
@@ -277,7 +279,7 @@ TEST(HostState, HostileShapesAreRefusedBeforeAnythingIsMadeAndAStrayNameStillFin
     std::string manyAttributes = "<QOR4><Engine><Lamina Name=\"Lamina\"";
     for (int i = 0; i < 100000; ++i)
         manyAttributes += " a" + std::to_string(i) + "=\"\"";
-    manyAttributes += "/></QOR4>";
+    manyAttributes += "/></Engine></QOR4>";
     std::string deep = "<QOR4><Engine><Lamina>";
     for (int i = 0; i < 20000; ++i)
         deep += "<a>";
@@ -326,4 +328,33 @@ TEST(HostState, ALoadAndAPrepareEachBuildTheModesOnce)
     ASSERT_TRUE(plugin->setState(block, {}));
     EXPECT_EQ(statsOf(*plugin).tablesBuilt.load(), 1u);
     EXPECT_EQ(statsOf(*plugin).banksMade.load(), 1u);
+}
+
+// A state whose every value on the sheet is no number, or an infinity: it loads, and no slot and no sample
+// takes a non-finite value.
+TEST(HostState, NonFiniteValuesInAStateStayOutOfEverySlot)
+{
+    auto plugin = makePlugin();
+    tinyxml2::XMLDocument document;
+    ASSERT_EQ(document.Parse(xmlOf(stateOf(*plugin)).c_str()), tinyxml2::XML_SUCCESS);
+    auto* sheetXml = document.RootElement()->FirstChildElement("Engine")->FirstChildElement("Lamina");
+    ASSERT_NE(sheetXml, nullptr);
+    for (const char* bad : {"nan", "inf", "-inf"})
+    {
+        for (auto* a = sheetXml->FirstAttribute(); a != nullptr; a = a->Next())
+            if (std::strcmp(a->Name(), "Name") != 0)
+                sheetXml->SetAttribute(a->Name(), bad);
+        tinyxml2::XMLPrinter printer;
+        document.Print(&printer);
+        ASSERT_TRUE(plugin->setState(blockOf(printer.CStr()), {})) << bad;
+        for (uint32_t i = 0; i < plugin->getNumParameters(); ++i)
+        {
+            ParameterRange range;
+            plugin->getParameterRange(i, range);
+            const float v = plugin->getParameterValue(i);
+            EXPECT_TRUE(v >= range.min && v <= range.max)
+                << "slot " << i << " holds " << v << " after " << bad;
+        }
+        EXPECT_TRUE(std::isfinite(impulsePeak(*plugin))) << bad;
+    }
 }

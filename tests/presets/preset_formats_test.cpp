@@ -163,6 +163,14 @@ TEST_F(PresetFiles, HostileFilesFailCleanly)
     ASSERT_TRUE(ops.loadPreset(write("huge.preset", preset("Decay=\"" + digits + "\" Area=\"nan\""))));
     EXPECT_FLOAT_EQ(element.get("Decay"), 2.0f);
     EXPECT_FLOAT_EQ(element.get("Area"), 2.0f);
+
+    // A preset is one element, named or not: the first sheet of a thousand is the one applied.
+    juce::String sheets = "<ModulePreset>";
+    for (int i = 0; i < 1000; ++i)
+        sheets << "<PresetTestSheet Decay=\"" << (i == 0 ? 7 : 3) << "\"/>";
+    sheets << "</ModulePreset>";
+    ASSERT_TRUE(ops.loadPreset(write("sheets.preset", sheets)));
+    EXPECT_FLOAT_EQ(element.get("Decay"), 7.0f);
 }
 
 TEST_F(PresetFiles, BypassIsNeverChangedByAPreset)
