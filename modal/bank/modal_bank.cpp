@@ -1,8 +1,7 @@
 #include "modal/bank/modal_bank.h"
 
+#include "modal/bank/family.h"
 #include "modal/bank/processors.h"
-
-#include <juce_core/juce_core.h>
 
 #include <stdexcept>
 
@@ -26,16 +25,6 @@ IModalBank* createMember(uint32_t numInputs, uint32_t numOutputs, uint32_t maxMo
         return new Processor<2, 2>(maxModes);
     return nullptr;
 }
-
-IModalBank* createBestProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
-{
-    if (juce::SystemStats::hasAVX2())
-        return modalbank::avx2::createProcessor(numInputs, numOutputs, maxModes);
-    if (juce::SystemStats::hasAVX())
-        return modalbank::avx::createProcessor(numInputs, numOutputs, maxModes);
-    // There is no SSE4.2 family: such a machine runs the scalar one like any other.
-    return modalbank::scalar::createProcessor(numInputs, numOutputs, maxModes);
-}
 } // namespace
 
 IModalBank* modalbank::scalar::createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
@@ -53,8 +42,35 @@ IModalBank* modalbank::avx2::createProcessor(uint32_t numInputs, uint32_t numOut
     return createMember<Processor>(numInputs, numOutputs, maxModes);
 }
 
+IModalBank* modalbank::avx512::createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+{
+    return createMember<Processor>(numInputs, numOutputs, maxModes);
+}
+
+IModalBank* modalbank::createProcessor(Family family, uint32_t numInputs, uint32_t numOutputs,
+                                       uint32_t maxModes)
+{
+    switch (family)
+    {
+    case Family::avx512:
+        return avx512::createProcessor(numInputs, numOutputs, maxModes);
+    case Family::avx2:
+        return avx2::createProcessor(numInputs, numOutputs, maxModes);
+    case Family::avx:
+        return avx::createProcessor(numInputs, numOutputs, maxModes);
+    case Family::scalar:
+        break;
+    }
+    return scalar::createProcessor(numInputs, numOutputs, maxModes);
+}
+
 ModalBank::ModalBank(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
-    : processor(createBestProcessor(numInputs, numOutputs, maxModes))
+    : ModalBank(modalbank::bestFamily(), numInputs, numOutputs, maxModes)
+{
+}
+
+ModalBank::ModalBank(modalbank::Family family, uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes)
+    : processor(modalbank::createProcessor(family, numInputs, numOutputs, maxModes))
 {
     if (processor == nullptr)
         throw std::invalid_argument("ModalBank: channel counts must be 1 or 2");

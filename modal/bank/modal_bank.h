@@ -1,5 +1,6 @@
 #pragma once
 
+#include "modal/bank/family.h"
 #include "modal/bank/imodal_bank.h"
 
 #include <cstdint>
@@ -8,13 +9,16 @@
 namespace qor
 {
 
-/** One bank of modes on the best processor family this machine has (avx2, else avx, else scalar). It forwards
-    every operation to that processor; in this system it is one job of at most 128 modes. */
+/** One bank of modes on the best processor family this machine has (avx512, else avx2, else avx, else scalar:
+    modalbank::bestFamily). It forwards every operation to that processor; in this system it is one job of at
+    most 128 modes. */
 class ModalBank final : public IModalBank
 {
 public:
     /** numInputs and numOutputs must each be 1 or 2; anything else throws std::invalid_argument. */
     ModalBank(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes);
+    /** On the given family, which must run on this machine (for comparisons in tests and benchmarks). */
+    ModalBank(modalbank::Family family, uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes);
     ~ModalBank() override;
 
     void setNumModes(uint32_t count) override;

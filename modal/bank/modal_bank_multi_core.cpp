@@ -34,7 +34,7 @@ uint32_t defaultBankWorkerCount()
 
 ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes,
                                        uint32_t numWorkers, size_t modesPerBank_, uint32_t maxBlockSize,
-                                       double /*sampleRate*/)
+                                       double /*sampleRate*/, modalbank::Family family)
     : modesPerBank(modesPerBank_), numOutputs(numOutputs)
 {
     jobSizeIsPowerOfTwo = modesPerBank != 0 && (modesPerBank & (modesPerBank - 1)) == 0;
@@ -44,7 +44,7 @@ ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, 
     banks.reserve(numBanks);
     for (size_t i = 0; i < numBanks; ++i)
         banks.push_back(
-            std::make_unique<ModalBank>(numInputs, numOutputs, static_cast<uint32_t>(modesPerBank)));
+            std::make_unique<ModalBank>(family, numInputs, numOutputs, static_cast<uint32_t>(modesPerBank)));
 
     const int channels = static_cast<int>(numOutputs);
     const int length = static_cast<int>(maxBlockSize);

@@ -44,9 +44,11 @@ class ModalBankMultiCore final : public IModalBank
 {
 public:
     /** Builds every bank and starts numWorkers threads at the best real-time priority the process may take;
-        returns once each has started. sampleRate is not used. Throws if a thread cannot be started. */
+        returns once each has started. sampleRate is not used. Throws if a thread cannot be started. family is
+        this machine's best unless a test or benchmark asks for another that runs here. */
     ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes, uint32_t numWorkers,
-                       size_t modesPerBank, uint32_t maxBlockSize, double sampleRate);
+                       size_t modesPerBank, uint32_t maxBlockSize, double sampleRate,
+                       modalbank::Family family = modalbank::bestFamily());
     /** Wakes the workers to end and joins them. */
     ~ModalBankMultiCore() override;
 

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-// The three families of bank processors. Each family lives in its own translation unit, compiled for its own
+// The four families of bank processors. Each family lives in its own translation unit, compiled for its own
 // instruction set; this header only declares them, so including it never pulls vector code into baseline
 // code.
 
@@ -64,5 +64,24 @@ public:
 
 IModalBank* createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes);
 } // namespace avx2
+
+namespace avx512
+{
+/** Sixteen modes per group with fused multiply-adds, the same arithmetic as avx2 lane by lane. Each output
+    lane adds the groups in mode order and the sixteen lanes are reduced by one fixed tree, so the result does
+    not depend on how a block is split. */
+template <uint32_t I, uint32_t O>
+class Processor final : public detail::WideVectorProcessorBase
+{
+    static_assert((I == 1 || I == 2) && (O == 1 || O == 2));
+
+public:
+    explicit Processor(uint32_t maxModes);
+    ~Processor() override;
+    void process(float* const* outputs, const float* const* inputs, uint32_t numSamples) override;
+};
+
+IModalBank* createProcessor(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes);
+} // namespace avx512
 
 } // namespace qor::modalbank

@@ -9,9 +9,9 @@ namespace qor::detail
 
 namespace
 {
-// Spelled out rather than alignof(T): without AVX enabled, the compiler reports 16 for __m256.
+// One whole vector, spelled out rather than alignof(T): in baseline code the compiler reports 16 for __m256.
 template <typename T>
-constexpr std::align_val_t tableAlignment{sizeof(T) == sizeof(float) ? alignof(float) : 32};
+constexpr std::align_val_t tableAlignment{sizeof(T) == sizeof(float) ? alignof(float) : sizeof(T)};
 
 template <typename T>
 float* allocateZeroed(uint32_t numFloats)
@@ -30,11 +30,10 @@ void release(float* p)
 
 template <typename T>
 SIMDProcessorBase<T>::SIMDProcessorBase(uint32_t numInputs, uint32_t numOutputs, uint32_t capacity)
-    // The vector families keep a spare group when the capacity is a multiple of 8.
-    : numGroups(lanes == 1 ? capacity + 1 : (capacity >> 3) + 1), stride(numGroups * lanes),
-      maxModes(capacity), inputGains(allocateZeroed<T>(numInputs * stride)),
-      outputGains(allocateZeroed<T>(numOutputs * stride)), modeState(allocateZeroed<T>(2 * stride)),
-      coefficients(allocateZeroed<T>(2 * stride))
+    // The vector families keep a spare group when the capacity is a multiple of their lane count.
+    : numGroups(capacity / lanes + 1), stride(numGroups * lanes), maxModes(capacity),
+      inputGains(allocateZeroed<T>(numInputs * stride)), outputGains(allocateZeroed<T>(numOutputs * stride)),
+      modeState(allocateZeroed<T>(2 * stride)), coefficients(allocateZeroed<T>(2 * stride))
 {
 }
 
@@ -98,6 +97,7 @@ template class SIMDProcessorBase<float>;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wignored-attributes"
 template class SIMDProcessorBase<__m256>;
+template class SIMDProcessorBase<__m512>;
 #pragma GCC diagnostic pop
 
 } // namespace qor::detail

@@ -11,15 +11,16 @@ namespace qor::detail
 /** The tables of one bank of modes and every operation but process.
 
     T is the vector type of the family: float for the scalar processors (one mode per group, coefficients and
-    states as interleaved pairs), __m256 for the avx and avx2 processors (eight modes per group; group g holds
-    eight c then eight s in coefficients, eight re then eight im in modeState). Gains are rows of stride
-   floats, one row per channel. The members are defined in simd_processor_base.cpp and compiled for the
-   baseline instruction set only, so the vector families can share them safely. */
+    states as interleaved pairs), __m256 for the avx and avx2 processors and __m512 for the avx512 processors
+    (a group of L = 8 or 16 modes holds L values of c then L of s in coefficients, L of re then L of im in
+    modeState). Gains are rows of stride floats, one row per channel. The members are defined in
+    simd_processor_base.cpp and compiled for the baseline instruction set only, so the vector families can
+    share them safely. */
 template <typename T>
 class SIMDProcessorBase : public IModalBank
 {
 public:
-    /** Lanes in one group: 1 for float, 8 for __m256. */
+    /** Lanes in one group: 1 for float, 8 for __m256, 16 for __m512. */
     static constexpr uint32_t lanes = sizeof(T) / sizeof(float);
 
     SIMDProcessorBase(uint32_t numInputs, uint32_t numOutputs, uint32_t maxModes);
@@ -36,16 +37,10 @@ public:
     void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
     void clear() override;
 
-    /** Offset of mode's c (or re) in coefficients (or modeState); s (or im) is at the next slot for float and
-        eight floats further for __m256. */
-    static constexpr uint32_t realIndex(uint32_t mode)
-    {
-        if constexpr (lanes == 1)
-            return 2 * mode;
-        else
-            return (mode >> 3) * 16 + (mode & 7);
-    }
-    static constexpr uint32_t imagOffset = lanes == 1 ? 1 : 8;
+    /** Offset of mode's c (or re) in coefficients (or modeState); s (or im) is imagOffset further: at the
+       next slot for float, one group's lanes further for the vector types. */
+    static constexpr uint32_t realIndex(uint32_t mode) { return (mode / lanes) * 2 * lanes + mode % lanes; }
+    static constexpr uint32_t imagOffset = lanes;
 
     uint32_t numGroups;
     uint32_t stride;
@@ -63,6 +58,9 @@ public:
 /** The tables of the avx and avx2 families. */
 using VectorProcessorBase = SIMDProcessorBase<__m256>;
 extern template class SIMDProcessorBase<__m256>;
+/** The tables of the avx512 family. */
+using WideVectorProcessorBase = SIMDProcessorBase<__m512>;
+extern template class SIMDProcessorBase<__m512>;
 #pragma GCC diagnostic pop
 
 extern template class SIMDProcessorBase<float>;

@@ -1,3 +1,4 @@
+#include "modal/bank/family.h"
 #include "modal/bank/modal_bank.h"
 #include "modal/bank/modal_bank_multi_core.h"
 #include "modal/bank/processors.h"
@@ -10,6 +11,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <random>
@@ -30,14 +32,17 @@ struct Family
 {
     const char* name;
     Factory create;
-    bool vector;
+    uint32_t lanes;
     bool (*available)();
+    bool vector() const { return lanes > 1; }
 };
 
 const Family families[] = {
-    {"scalar", modalbank::scalar::createProcessor, false, [] { return true; }},
-    {"avx", modalbank::avx::createProcessor, true, [] { return juce::SystemStats::hasAVX(); }},
-    {"avx2", modalbank::avx2::createProcessor, true, [] { return juce::SystemStats::hasAVX2(); }},
+    {"scalar", modalbank::scalar::createProcessor, 1, [] { return true; }},
+    {"avx", modalbank::avx::createProcessor, 8, [] { return modalbank::readCpuFeatures().avx; }},
+    {"avx2", modalbank::avx2::createProcessor, 8, [] { return modalbank::readCpuFeatures().avx2; }},
+    {"avx512", modalbank::avx512::createProcessor, 16,
+     [] { return modalbank::bestFamily() == modalbank::Family::avx512; }},
 };
 
 struct Layout
@@ -112,7 +117,8 @@ std::string familyName(const ::testing::TestParamInfo<const Family*>& info)
     return info.param->name;
 }
 
-INSTANTIATE_TEST_SUITE_P(Bank, EveryFamily, ::testing::Values(&families[0], &families[1], &families[2]),
+INSTANTIATE_TEST_SUITE_P(Bank, EveryFamily,
+                         ::testing::Values(&families[0], &families[1], &families[2], &families[3]),
                          familyName);
 
 // One mode, impulse into input 0: g_in * g_out * r^n * cos(n w / fs) from sample 0, on output 0 of every
@@ -246,17 +252,18 @@ TEST_P(EveryFamily, ProcessDoesNotAllocate)
     }
 }
 
-// The vector families run whole groups: lanes from numModes up to the next multiple of 8 ring with whatever
-// tables they hold, so numModes 1 sounds like numModes 8 and 9 like 16.
+// The vector families run whole groups: lanes from numModes up to the next multiple of the lane count ring
+// with whatever tables they hold, so with 8 lanes numModes 1 sounds like numModes 8 and 9 like 16.
 TEST(BankLayout, LanesAboveTheCountKeepRunningInVectorFamilies)
 {
     for (const auto& family : families)
     {
-        if (!family.vector || !family.available())
+        if (!family.vector() || !family.available())
             continue;
         Signal impulse(1, 300);
         impulse[0][0] = 1.0f;
-        for (const auto& counts : {std::pair{1u, 8u}, std::pair{9u, 16u}})
+        const uint32_t lanes = family.lanes;
+        for (const auto& counts : {std::pair{1u, lanes}, std::pair{lanes + 1, 2 * lanes}})
         {
             std::unique_ptr<IModalBank> partial(family.create(1, 1, 64));
             std::unique_ptr<IModalBank> whole(family.create(1, 1, 64));
@@ -292,32 +299,90 @@ TEST(BankLayout, LanesAboveTheCountKeepRunningInVectorFamilies)
     EXPECT_FALSE(sameBits(run(*partial, impulse, 1)[0], run(*whole, impulse, 1)[0]));
 }
 
-// One-channel banks agree across families up to rounding; on two-channel sides the scalar family reads the
-// gains as interleaved pairs and so gives a mode the gains of its neighbour.
-TEST(BankFamilies, AgreeOnOneChannelAndScalarReadsPairsOnTwo)
+/** Random poles and gains on modes below count and zero tables above, with the gains written where the family
+    reads them: a scalar bank reads a two-channel side as interleaved pairs, so its pairs are filled directly
+    and it runs the same modes as a vector bank given the same seed. */
+void fillAsRead(IModalBank& bank, bool scalar, uint32_t count, uint32_t numInputs, uint32_t numOutputs,
+                unsigned seed)
 {
-    auto in = noise(1, 2000, 9);
-    std::vector<std::vector<float>> results;
-    for (const auto& family : families)
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> unit(0.0, 1.0);
+    auto* tables = dynamic_cast<detail::SIMDProcessorBase<float>*>(&bank);
+    auto setGain = [&](float* rows, uint32_t channels, uint32_t k, uint32_t ch, double gain)
+    { rows[channels == 2 ? 2 * k + ch : k] = static_cast<float>(gain); };
+    for (uint32_t k = 0; k < count; ++k)
     {
-        if (!family.available())
-            continue;
-        std::unique_ptr<IModalBank> bank(family.create(1, 1, 128));
-        fillRandom(*bank, 128, 1, 1, 10);
-        bank->setNumModes(120); // a whole number of groups: no spare lanes ring in the vector families
-        results.push_back(run(*bank, in, 1)[0]);
+        setPole(bank, k, 1.0 + 30.0 * unit(random), 2 * pi * 20000.0 * unit(random));
+        for (uint32_t i = 0; i < numInputs; ++i)
+        {
+            const double gain = 2.0 * unit(random) - 1.0;
+            if (scalar)
+                setGain(tables->inputGains, numInputs, k, i, gain);
+            else
+                bank.setInputGain(k, i, gain);
+        }
+        for (uint32_t o = 0; o < numOutputs; ++o)
+        {
+            const double gain = 2.0 * unit(random) - 1.0;
+            if (scalar)
+                setGain(tables->outputGains, numOutputs, k, o, gain);
+            else
+                bank.setOutputGain(k, o, gain);
+        }
     }
-    ASSERT_GE(results.size(), 2u);
-    float peak = 0.0f;
-    for (float y : results[0])
-        peak = std::max(peak, std::abs(y));
-    for (size_t f = 1; f < results.size(); ++f)
-        for (size_t n = 0; n < results[0].size(); ++n)
-            ASSERT_NEAR(results[f][n], results[0][n], 1e-5f * peak) << "family " << f << " sample " << n;
+}
 
-    // Mode 0 integrates; only mode 1 has a gain, on input 0 and output 0. A scalar 2x2 bank reads that gain
-    // as mode 0's gain for input 1 and output 1, so an impulse on input 1 comes out of output 1; the vector
-    // families, reading rows, stay silent.
+// Every vector family against the scalar reference running the same modes, in every layout, block after
+// block: an odd count (spare lanes hold zero tables), a shrink to a whole number of 16-lane groups (so the
+// vector families run no other modes than the scalar one), a grow back (which clears) and the full capacity.
+TEST(BankFamilies, VectorFamiliesAgreeWithTheScalarReference)
+{
+    constexpr uint32_t capacity = 128, filled = 113, length = 700;
+    const uint32_t counts[] = {filled, 48, filled, capacity};
+    for (const auto& layout : layouts)
+    {
+        std::unique_ptr<IModalBank> reference(families[0].create(layout.inputs, layout.outputs, capacity));
+        fillAsRead(*reference, true, filled, layout.inputs, layout.outputs, 13);
+        std::vector<Signal> expected;
+        unsigned seed = 14;
+        for (uint32_t count : counts)
+        {
+            reference->setNumModes(count);
+            expected.push_back(run(*reference, noise(layout.inputs, length, seed++), layout.outputs));
+        }
+
+        for (const auto& family : families)
+        {
+            if (!family.vector() || !family.available())
+                continue;
+            std::unique_ptr<IModalBank> bank(family.create(layout.inputs, layout.outputs, capacity));
+            fillAsRead(*bank, false, filled, layout.inputs, layout.outputs, 13);
+            seed = 14;
+            for (size_t b = 0; b < std::size(counts); ++b)
+            {
+                bank->setNumModes(counts[b]);
+                const auto actual = run(*bank, noise(layout.inputs, length, seed++), layout.outputs);
+                for (uint32_t o = 0; o < layout.outputs; ++o)
+                {
+                    float peak = 0.0f;
+                    for (float y : expected[b][o])
+                        peak = std::max(peak, std::abs(y));
+                    ASSERT_GT(peak, 0.1f);
+                    for (uint32_t n = 0; n < length; ++n)
+                        ASSERT_NEAR(actual[o][n], expected[b][o][n], 1e-5f * peak)
+                            << family.name << " " << layout.inputs << "x" << layout.outputs << " count "
+                            << counts[b] << " output " << o << " sample " << n;
+                }
+            }
+        }
+    }
+}
+
+// Mode 0 integrates; only mode 1 has a gain, on input 0 and output 0. A scalar 2x2 bank reads that gain as
+// mode 0's gain for input 1 and output 1, so an impulse on input 1 comes out of output 1; the vector
+// families, reading rows, stay silent.
+TEST(BankFamilies, ScalarReadsTwoChannelGainsAsPairs)
+{
     for (const auto& family : families)
     {
         if (!family.available())
@@ -331,10 +396,18 @@ TEST(BankFamilies, AgreeOnOneChannelAndScalarReadsPairsOnTwo)
         Signal impulse(2, 4);
         impulse[1][0] = 1.0f;
         const auto out = run(*bank, impulse, 2);
-        const float expected = family.vector ? 0.0f : 1.0f;
+        const float expected = family.vector() ? 0.0f : 1.0f;
         EXPECT_EQ(out[1], std::vector<float>(4, expected)) << family.name;
         EXPECT_EQ(out[0], std::vector<float>(4, 0.0f)) << family.name;
     }
+}
+
+/** The state array of a vector bank and its length in floats. */
+template <typename Tables>
+std::pair<const float*, size_t> stateOf(IModalBank& bank)
+{
+    auto& tables = dynamic_cast<Tables&>(bank);
+    return {tables.modeState, 2 * size_t{tables.stride}};
 }
 
 // The group-outer loop of the vector families against the sample-outer reference loop: outputs and states
@@ -342,15 +415,30 @@ TEST(BankFamilies, AgreeOnOneChannelAndScalarReadsPairsOnTwo)
 // of odd lengths.
 TEST(BankFamilies, FastLoopIsBitIdenticalToTheSampleOuterLoop)
 {
-    using Reference = void (*)(detail::VectorProcessorBase&, uint32_t, uint32_t, float* const*,
-                               const float* const*, uint32_t);
+    using Reference =
+        std::function<void(IModalBank&, uint32_t, uint32_t, float* const*, const float* const*, uint32_t)>;
+    using State = std::pair<const float*, size_t> (*)(IModalBank&);
     struct Case
     {
         const Family& family;
         Reference reference;
+        State state;
     };
-    const Case cases[] = {{families[1], test::referenceProcessAvx},
-                          {families[2], test::referenceProcessAvx2}};
+    auto eightLanes = [](auto reference)
+    {
+        return [reference](IModalBank& bank, uint32_t i, uint32_t o, float* const* out,
+                           const float* const* in, uint32_t n)
+        { reference(dynamic_cast<detail::VectorProcessorBase&>(bank), i, o, out, in, n); };
+    };
+    const Case cases[] = {
+        {families[1], eightLanes(test::referenceProcessAvx), stateOf<detail::VectorProcessorBase>},
+        {families[2], eightLanes(test::referenceProcessAvx2), stateOf<detail::VectorProcessorBase>},
+        {families[3],
+         [](IModalBank& bank, uint32_t i, uint32_t o, float* const* out, const float* const* in, uint32_t n) {
+             test::referenceProcessAvx512(dynamic_cast<detail::WideVectorProcessorBase&>(bank), i, o, out, in,
+                                          n);
+         },
+         stateOf<detail::WideVectorProcessorBase>}};
     const uint32_t blockLengths[] = {1, 7, 128, 129, 256, 300, 1000, 2};
 
     for (const auto& c : cases)
@@ -359,7 +447,7 @@ TEST(BankFamilies, FastLoopIsBitIdenticalToTheSampleOuterLoop)
             continue;
         for (const auto& layout : layouts)
         {
-            for (uint32_t numModes : {0u, 1u, 8u, 9u, 37u, 64u, 120u, 128u})
+            for (uint32_t numModes : {0u, 1u, 8u, 9u, 17u, 37u, 64u, 120u, 128u})
             {
                 std::unique_ptr<IModalBank> fast(c.family.create(layout.inputs, layout.outputs, 128));
                 std::unique_ptr<IModalBank> slow(c.family.create(layout.inputs, layout.outputs, 128));
@@ -367,37 +455,69 @@ TEST(BankFamilies, FastLoopIsBitIdenticalToTheSampleOuterLoop)
                 fillRandom(*slow, 128, layout.inputs, layout.outputs, numModes);
                 fast->setNumModes(numModes);
                 slow->setNumModes(numModes);
-                auto& slowTables = dynamic_cast<detail::VectorProcessorBase&>(*slow);
-                auto& fastTables = dynamic_cast<detail::VectorProcessorBase&>(*fast);
 
                 unsigned seed = 100;
                 for (uint32_t length : blockLengths)
                 {
                     auto in = noise(layout.inputs, length, seed++);
                     Signal expected(layout.outputs, length);
-                    c.reference(slowTables, layout.inputs, layout.outputs, expected.write(), in.read(),
-                                length);
+                    c.reference(*slow, layout.inputs, layout.outputs, expected.write(), in.read(), length);
                     const auto actual = run(*fast, in, layout.outputs);
                     for (uint32_t o = 0; o < layout.outputs; ++o)
                         ASSERT_TRUE(sameBits(actual.data[o], expected.data[o]))
                             << c.family.name << " " << layout.inputs << "x" << layout.outputs << " modes "
                             << numModes << " block " << length << " output " << o;
-                    ASSERT_EQ(std::memcmp(fastTables.modeState, slowTables.modeState,
-                                          2 * fastTables.stride * sizeof(float)),
-                              0);
+                    const auto [fastState, size] = c.state(*fast);
+                    ASSERT_EQ(std::memcmp(fastState, c.state(*slow).first, size * sizeof(float)), 0);
                 }
             }
         }
     }
 }
 
+// The choice with the processor's features injected: avx512 needs all four AVX-512 subsets, AVX2, FMA and an
+// operating system that saves the 512-bit registers; missing any one falls back to avx2 (which stands on the
+// AVX2 bit alone), then avx, then scalar.
+TEST(FamilyChoice, FallsBackCleanlyWhenAnythingIsMissing)
+{
+    using modalbank::Family;
+    const modalbank::CpuFeatures full{true, true, true, true, true, true, true, true};
+    EXPECT_EQ(modalbank::chooseFamily(full), Family::avx512);
+
+    bool modalbank::CpuFeatures::*const needed[] = {
+        &modalbank::CpuFeatures::fma,      &modalbank::CpuFeatures::avx512f,
+        &modalbank::CpuFeatures::avx512dq, &modalbank::CpuFeatures::avx512bw,
+        &modalbank::CpuFeatures::avx512vl, &modalbank::CpuFeatures::osSaves512BitState};
+    for (auto field : needed)
+    {
+        auto features = full;
+        features.*field = false;
+        EXPECT_EQ(modalbank::chooseFamily(features), Family::avx2);
+    }
+
+    auto noAvx2 = full;
+    noAvx2.avx2 = false;
+    EXPECT_EQ(modalbank::chooseFamily(noAvx2), Family::avx);
+    EXPECT_EQ(modalbank::chooseFamily({true, false, false, false, false, false, false, false}), Family::avx);
+    EXPECT_EQ(modalbank::chooseFamily({}), Family::scalar);
+
+    // This machine: the bits agree with what the kernel reports, and the cached choice is the computed one.
+    const auto here = modalbank::readCpuFeatures();
+    EXPECT_EQ(here.avx, juce::SystemStats::hasAVX());
+    EXPECT_EQ(here.avx2, juce::SystemStats::hasAVX2());
+    EXPECT_EQ(here.fma, juce::SystemStats::hasFMA3());
+    // The kernel lists AVX-512 only where it saves the 512-bit state.
+    EXPECT_EQ(here.avx512f && here.osSaves512BitState, juce::SystemStats::hasAVX512F());
+    EXPECT_EQ(here.avx512dq && here.osSaves512BitState, juce::SystemStats::hasAVX512DQ());
+    EXPECT_EQ(here.avx512bw && here.osSaves512BitState, juce::SystemStats::hasAVX512BW());
+    EXPECT_EQ(here.avx512vl && here.osSaves512BitState, juce::SystemStats::hasAVX512VL());
+    EXPECT_EQ(modalbank::bestFamily(), modalbank::chooseFamily(here));
+}
+
 TEST(ModalBank, ForwardsToTheBestFamilyAndRejectsOtherChannelCounts)
 {
     ModalBank bank(2, 2, 128);
-    std::unique_ptr<IModalBank> direct(
-        juce::SystemStats::hasAVX2()  ? modalbank::avx2::createProcessor(2, 2, 128)
-        : juce::SystemStats::hasAVX() ? modalbank::avx::createProcessor(2, 2, 128)
-                                      : modalbank::scalar::createProcessor(2, 2, 128));
+    std::unique_ptr<IModalBank> direct(modalbank::createProcessor(modalbank::bestFamily(), 2, 2, 128));
     fillRandom(bank, 128, 2, 2, 11);
     fillRandom(*direct, 128, 2, 2, 11);
     bank.setNumModes(77);
@@ -415,6 +535,7 @@ TEST(ModalBank, ForwardsToTheBestFamilyAndRejectsOtherChannelCounts)
 
     EXPECT_THROW(ModalBank(3, 2, 128), std::invalid_argument);
     EXPECT_THROW(ModalBank(1, 0, 128), std::invalid_argument);
+    EXPECT_THROW(ModalBank(modalbank::Family::scalar, 2, 3, 128), std::invalid_argument);
 }
 
 TEST(ModalBankMultiCore, WorkerCountNeverUnderflows)

@@ -14,5 +14,10 @@ void referenceProcessAvx(detail::VectorProcessorBase& bank, uint32_t numInputs, 
                          float* const* outputs, const float* const* inputs, uint32_t numSamples);
 void referenceProcessAvx2(detail::VectorProcessorBase& bank, uint32_t numInputs, uint32_t numOutputs,
                           float* const* outputs, const float* const* inputs, uint32_t numSamples);
+/** The avx512 family's block one sample at a time: for each sample every group in turn with 16-lane
+    accumulators and the avx2 arithmetic, then the sixteen lanes reduced by halves (256, 128 bits, lanes two
+    apart, the last pair). */
+void referenceProcessAvx512(detail::WideVectorProcessorBase& bank, uint32_t numInputs, uint32_t numOutputs,
+                            float* const* outputs, const float* const* inputs, uint32_t numSamples);
 
 } // namespace qor::test
