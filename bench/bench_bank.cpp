@@ -1,9 +1,13 @@
 // Throughput of the bank of modes. Figures are meant to be read as ratios within one run:
-//   Family/<family>/<inputs>x<outputs>/<modes>  one processor, block 256, mode-samples per second;
-//   MultiCore/<workers>                         the full 20000-mode 2x2 bank as the render path uses it;
-//   Tail/end:<0|1>/workers:<n>                 a block just after an impulse (0) and after 20 s of silence
-//   (1).
+//   Family/<family>/<inputs>x<outputs>/<modes>  one processor, block 256, mode-samples per second; family 0
+//                                                scalar, 1 avx, 2 avx2, 3 avx512;
+//   Jobs/<family>/<inputs>x<outputs>             20000 modes as the render path splits them, jobs of 128 run
+//                                                one after another on one core;
+//   MultiCore/<family>/<workers>                 the full 20000-mode 2x2 bank as the render path uses it;
+//   Tail/end:<0|1>/workers:<n>                   a block just after an impulse (0) and after 20 s of silence
+//                                                (1).
 
+#include "modal/bank/family.h"
 #include "modal/bank/modal_bank_multi_core.h"
 #include "modal/bank/processors.h"
 
@@ -74,12 +78,24 @@ struct Buffers
     juce::AudioBuffer<float> in, out;
 };
 
-using Factory = qor::IModalBank* (*)(uint32_t, uint32_t, uint32_t);
+constexpr int numFamilies = 4;
 
+/** The family of a benchmark argument, if it runs here. */
 bool supported(int family)
 {
-    return family == 0 || (family == 1 && juce::SystemStats::hasAVX()) ||
-           (family == 2 && juce::SystemStats::hasAVX2());
+    const auto features = qor::modalbank::readCpuFeatures();
+    switch (static_cast<qor::modalbank::Family>(family))
+    {
+    case qor::modalbank::Family::scalar:
+        return true;
+    case qor::modalbank::Family::avx:
+        return features.avx;
+    case qor::modalbank::Family::avx2:
+        return features.avx2;
+    case qor::modalbank::Family::avx512:
+        return qor::modalbank::chooseFamily(features) == qor::modalbank::Family::avx512;
+    }
+    return false;
 }
 
 void Family(benchmark::State& state)
@@ -93,9 +109,8 @@ void Family(benchmark::State& state)
         state.SkipWithError("instruction set not available");
         return;
     }
-    const Factory factories[] = {qor::modalbank::scalar::createProcessor,
-                                 qor::modalbank::avx::createProcessor, qor::modalbank::avx2::createProcessor};
-    std::unique_ptr<qor::IModalBank> bank(factories[family](numInputs, numOutputs, numModes));
+    std::unique_ptr<qor::IModalBank> bank(qor::modalbank::createProcessor(
+        static_cast<qor::modalbank::Family>(family), numInputs, numOutputs, numModes));
     fillBank(*bank, numModes, numInputs, numOutputs);
     Buffers buffers(numInputs, numOutputs);
     ScopedFlushToZero ftz;
@@ -112,7 +127,7 @@ void Family(benchmark::State& state)
 void familyArguments(benchmark::internal::Benchmark* b)
 {
     b->ArgNames({"family", "in", "out", "modes"});
-    for (int family = 0; family < 3; ++family)
+    for (int family = 0; family < numFamilies; ++family)
     {
         for (int in = 1; in <= 2; ++in)
             for (int out = 1; out <= 2; ++out)
@@ -122,11 +137,45 @@ void familyArguments(benchmark::internal::Benchmark* b)
 }
 BENCHMARK(Family)->Apply(familyArguments)->MinTime(0.2);
 
+void Jobs(benchmark::State& state)
+{
+    const auto family = static_cast<int>(state.range(0));
+    const auto numInputs = static_cast<uint32_t>(state.range(1));
+    const auto numOutputs = static_cast<uint32_t>(state.range(2));
+    if (!supported(family))
+    {
+        state.SkipWithError("instruction set not available");
+        return;
+    }
+    constexpr uint32_t numModes = 20000;
+    qor::ModalBankMultiCore bank(numInputs, numOutputs, numModes, 0, 128, blockSize, sampleRate,
+                                 static_cast<qor::modalbank::Family>(family));
+    fillBank(bank, numModes, numInputs, numOutputs);
+    Buffers buffers(numInputs, numOutputs);
+    ScopedFlushToZero ftz;
+
+    for (auto _ : state)
+    {
+        bank.process(buffers.outputs(), buffers.inputs(), blockSize);
+        benchmark::DoNotOptimize(buffers.out.getSample(0, 0));
+    }
+    state.counters["modeSamples/s"] = benchmark::Counter(
+        double(numModes) * blockSize * double(state.iterations()), benchmark::Counter::kIsRate);
+}
+BENCHMARK(Jobs)->ArgNames({"family", "in", "out"})->ArgsProduct({{0, 2, 3}, {1, 2}, {1, 2}})->MinTime(0.2);
+
 void MultiCore(benchmark::State& state)
 {
-    const auto numWorkers = static_cast<uint32_t>(state.range(0));
+    const auto family = static_cast<int>(state.range(0));
+    const auto numWorkers = static_cast<uint32_t>(state.range(1));
+    if (!supported(family))
+    {
+        state.SkipWithError("instruction set not available");
+        return;
+    }
     constexpr uint32_t numModes = 20000;
-    qor::ModalBankMultiCore bank(2, 2, numModes, numWorkers, 128, blockSize, sampleRate);
+    qor::ModalBankMultiCore bank(2, 2, numModes, numWorkers, 128, blockSize, sampleRate,
+                                 static_cast<qor::modalbank::Family>(family));
     fillBank(bank, numModes, 2, 2);
     Buffers buffers(2, 2);
     ScopedFlushToZero ftz;
@@ -139,7 +188,11 @@ void MultiCore(benchmark::State& state)
     state.counters["modeSamples/s"] = benchmark::Counter(
         double(numModes) * blockSize * double(state.iterations()), benchmark::Counter::kIsRate);
 }
-BENCHMARK(MultiCore)->ArgName("workers")->Arg(0)->Arg(1)->MinTime(0.3)->UseRealTime();
+BENCHMARK(MultiCore)
+    ->ArgNames({"family", "workers"})
+    ->ArgsProduct({{2, 3}, {0, 1}})
+    ->MinTime(0.3)
+    ->UseRealTime();
 
 // With one worker, the worker's own floating-point mode is exercised too. Decays are short enough that the
 // tail falls below the smallest normal float well within 20 s.
