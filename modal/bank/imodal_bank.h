@@ -5,6 +5,22 @@
 namespace qor
 {
 
+/** Poles and gains of consecutive modes, for IModalBank::setModes: mode k of the span has the pole c[k] + i
+   s[k], the input gains inputGains[i][k] for i below numInputs and the output gains outputGains[o][k] for o
+   below numOutputs. With 0 channels on a side, that side's gains are left as they are. */
+struct ModeSpan
+{
+    const double* c = nullptr;
+    const double* s = nullptr;
+    const double* inputGains[2] = {nullptr, nullptr};
+    const double* outputGains[2] = {nullptr, nullptr};
+    uint32_t numInputs = 0;
+    uint32_t numOutputs = 0;
+
+    /** The span from its mode k on. */
+    ModeSpan from(uint32_t k) const;
+};
+
 /** A bank of decaying complex one-pole resonators driven by one or two inputs and summed into one or two
    outputs. Setters are plain stores made on the audio thread between calls of process. */
 class IModalBank
@@ -17,6 +33,10 @@ public:
     virtual void setModeCoefficients(uint32_t mode, const double* cs) = 0;
     virtual void setInputGain(uint32_t mode, uint32_t channel, double gain) = 0;
     virtual void setOutputGain(uint32_t mode, uint32_t channel, double gain) = 0;
+    /** Modes first to first + count - 1 at once, exactly as the three setters above would set them one by one
+        (each value rounded to float), but without a call for every value: a whole table loads in one pass.
+        The base does it by the setters. */
+    virtual void setModes(uint32_t first, uint32_t count, const ModeSpan& modes);
     /** Zeroes every resonator state; coefficients and gains stay. */
     virtual void clear() = 0;
     /** Runs numSamples samples; outputs are overwritten, never added to. Inputs and outputs are distinct

@@ -99,6 +99,11 @@ void ModalBank::setOutputGain(uint32_t mode, uint32_t channel, double gain)
     processor->setOutputGain(mode, channel, gain);
 }
 
+void ModalBank::setModes(uint32_t first, uint32_t count, const ModeSpan& modes)
+{
+    processor->setModes(first, count, modes);
+}
+
 void ModalBank::clear()
 {
     processor->clear();

@@ -145,6 +145,19 @@ void ModalBankMultiCore::setOutputGain(uint32_t mode, uint32_t channel, double g
     banks[split.first]->setOutputGain(split.second, channel, gain);
 }
 
+void ModalBankMultiCore::setModes(uint32_t first, uint32_t count, const ModeSpan& modes)
+{
+    uint32_t done = 0;
+    while (done < count)
+    {
+        const auto split = locate(first + done);
+        const uint32_t room = static_cast<uint32_t>(modesPerBank) - split.second;
+        const uint32_t n = count - done < room ? count - done : room;
+        banks[split.first]->setModes(split.second, n, modes.from(done));
+        done += n;
+    }
+}
+
 void ModalBankMultiCore::clear()
 {
     for (auto& bank : banks)

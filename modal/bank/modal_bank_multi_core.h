@@ -59,6 +59,8 @@ public:
     void setModeCoefficients(uint32_t mode, const double* cs) override;
     void setInputGain(uint32_t mode, uint32_t channel, double gain) override;
     void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
+    /** One call for each job the modes fall in. */
+    void setModes(uint32_t first, uint32_t count, const ModeSpan& modes) override;
     /** Clears every bank, active or not. */
     void clear() override;
     /** numSamples must not exceed maxBlockSize. */

@@ -88,6 +88,25 @@ void SIMDProcessorBase<T>::setOutputGain(uint32_t mode, uint32_t channel, double
 }
 
 template <typename T>
+void SIMDProcessorBase<T>::setModes(uint32_t first, uint32_t count, const ModeSpan& modes)
+{
+    for (uint32_t k = 0; k < count; ++k)
+    {
+        const uint32_t index = realIndex(first + k);
+        coefficients[index] = static_cast<float>(modes.c[k]);
+        coefficients[index + imagOffset] = static_cast<float>(modes.s[k]);
+    }
+    // Rows, as the per-mode setters write them (the scalar family reads two-channel rows as pairs all the
+    // same).
+    for (uint32_t i = 0; i < modes.numInputs; ++i)
+        for (uint32_t k = 0; k < count; ++k)
+            inputGains[i * stride + first + k] = static_cast<float>(modes.inputGains[i][k]);
+    for (uint32_t o = 0; o < modes.numOutputs; ++o)
+        for (uint32_t k = 0; k < count; ++k)
+            outputGains[o * stride + first + k] = static_cast<float>(modes.outputGains[o][k]);
+}
+
+template <typename T>
 void SIMDProcessorBase<T>::clear()
 {
     std::memset(modeState, 0, 2 * stride * sizeof(float));

@@ -35,6 +35,7 @@ public:
     void setModeCoefficients(uint32_t mode, const double* cs) override;
     void setInputGain(uint32_t mode, uint32_t channel, double gain) override;
     void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
+    void setModes(uint32_t first, uint32_t count, const ModeSpan& modes) override;
     void clear() override;
 
     /** Offset of mode's c (or re) in coefficients (or modeState); s (or im) is imagOffset further: at the

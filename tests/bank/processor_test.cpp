@@ -252,6 +252,98 @@ TEST_P(EveryFamily, ProcessDoesNotAllocate)
     }
 }
 
+/** Random poles and gains for count modes as the arrays of a ModeSpan. */
+struct SpanData
+{
+    SpanData(uint32_t count, uint32_t numInputs, uint32_t numOutputs, unsigned seed)
+        : c(count), s(count), in(numInputs, std::vector<double>(count)),
+          out(numOutputs, std::vector<double>(count))
+    {
+        std::mt19937 random(seed);
+        std::uniform_real_distribution<double> unit(0.0, 1.0);
+        for (uint32_t k = 0; k < count; ++k)
+        {
+            const double r = std::exp(-(1.0 + 30.0 * unit(random)) / sampleRate);
+            const double w = 2 * pi * 20000.0 * unit(random) / sampleRate;
+            c[k] = r * std::cos(w);
+            s[k] = r * std::sin(w);
+            for (auto& row : in)
+                row[k] = 2.0 * unit(random) - 1.0;
+            for (auto& row : out)
+                row[k] = 2.0 * unit(random) - 1.0;
+        }
+        span.c = c.data();
+        span.s = s.data();
+        span.numInputs = numInputs;
+        span.numOutputs = numOutputs;
+        for (uint32_t i = 0; i < numInputs; ++i)
+            span.inputGains[i] = in[i].data();
+        for (uint32_t o = 0; o < numOutputs; ++o)
+            span.outputGains[o] = out[o].data();
+    }
+    /** The same values through the per-mode setters. */
+    void setOneByOne(IModalBank& bank, uint32_t first) const
+    {
+        for (uint32_t k = 0; k < c.size(); ++k)
+        {
+            const double cs[2] = {c[k], s[k]};
+            bank.setModeCoefficients(first + k, cs);
+            for (uint32_t i = 0; i < in.size(); ++i)
+                bank.setInputGain(first + k, i, in[i][k]);
+            for (uint32_t o = 0; o < out.size(); ++o)
+                bank.setOutputGain(first + k, o, out[o][k]);
+        }
+    }
+
+    std::vector<double> c, s;
+    std::vector<std::vector<double>> in, out;
+    ModeSpan span;
+};
+
+// A span of modes set at once is the same bank as the same values set one by one, in every layout; a side of
+// 0 channels keeps its gains.
+TEST_P(EveryFamily, SetModesIsTheSettersAtOnce)
+{
+    for (const auto& layout : layouts)
+    {
+        SpanData data(45, layout.inputs, layout.outputs, 15);
+        auto bulk = make(layout.inputs, layout.outputs, 64);
+        auto single = make(layout.inputs, layout.outputs, 64);
+        fillRandom(*bulk, 64, layout.inputs, layout.outputs, 16);
+        fillRandom(*single, 64, layout.inputs, layout.outputs, 16);
+        bulk->setModes(3, 45, data.span);
+        data.setOneByOne(*single, 3);
+
+        SpanData poles(20, 0, 0, 17);
+        bulk->setModes(30, 20, poles.span);
+        poles.setOneByOne(*single, 30);
+
+        bulk->setNumModes(64);
+        single->setNumModes(64);
+        const auto in = noise(layout.inputs, 200, 18);
+        const auto a = run(*bulk, in, layout.outputs);
+        const auto b = run(*single, in, layout.outputs);
+        for (uint32_t o = 0; o < layout.outputs; ++o)
+            EXPECT_TRUE(sameBits(a[o], b[o])) << layout.inputs << "x" << layout.outputs;
+    }
+}
+
+TEST(ModalBankMultiCore, SetModesSplitsAtJobBoundaries)
+{
+    ModalBankMultiCore bulk(2, 2, 1000, 0, 128, 256, sampleRate);
+    ModalBankMultiCore single(2, 2, 1000, 0, 128, 256, sampleRate);
+    SpanData data(300, 2, 2, 19);
+    bulk.setModes(100, 300, data.span); // jobs 0 to 3
+    data.setOneByOne(single, 100);
+    bulk.setNumModes(450);
+    single.setNumModes(450);
+    const auto in = noise(2, 256, 20);
+    const auto a = run(bulk, in, 2);
+    const auto b = run(single, in, 2);
+    EXPECT_TRUE(sameBits(a[0], b[0]));
+    EXPECT_TRUE(sameBits(a[1], b[1]));
+}
+
 // The vector families run whole groups: lanes from numModes up to the next multiple of the lane count ring
 // with whatever tables they hold, so with 8 lanes numModes 1 sounds like numModes 8 and 9 like 16.
 TEST(BankLayout, LanesAboveTheCountKeepRunningInVectorFamilies)
