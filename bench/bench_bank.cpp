@@ -5,10 +5,13 @@
 //                                                one after another on one core;
 //   MultiCore/<family>/<workers>                 the full 20000-mode 2x2 bank as the render path uses it;
 //   Tail/end:<0|1>/workers:<n>                   a block just after an impulse (0) and after 20 s of silence
-//                                                (1).
+//                                                (1);
+//   Poles/<family>                               the poles of 20000 modes from their decay rates and
+//                                                frequencies (scalar: the library's exp, cos and sin).
 
 #include "modal/bank/family.h"
 #include "modal/bank/modal_bank_multi_core.h"
+#include "modal/bank/poles.h"
 #include "modal/bank/processors.h"
 
 #include <benchmark/benchmark.h>
@@ -18,6 +21,7 @@
 #include <cmath>
 #include <memory>
 #include <random>
+#include <vector>
 #include <xmmintrin.h>
 
 namespace
@@ -232,5 +236,30 @@ void Tail(benchmark::State& state)
     }
 }
 BENCHMARK(Tail)->ArgNames({"end", "workers"})->ArgsProduct({{0, 1}, {0, 1}})->MinTime(0.3)->UseRealTime();
+
+void Poles(benchmark::State& state)
+{
+    const auto family = static_cast<int>(state.range(0));
+    if (!supported(family))
+    {
+        state.SkipWithError("instruction set not available");
+        return;
+    }
+    constexpr uint32_t numModes = 20000;
+    std::vector<double> decay(numModes), omega(numModes), c(numModes), s(numModes);
+    for (uint32_t k = 0; k < numModes; ++k)
+    {
+        omega[k] = 2 * pi * 20.0 * std::pow(1000.0, (k + 0.5) / numModes);
+        decay[k] = 6.907755278982138 / (4.0 / (1.0 + 9.0 * k / numModes));
+    }
+    for (auto _ : state)
+    {
+        qor::modalbank::computePoles(static_cast<qor::modalbank::Family>(family), decay.data(), omega.data(),
+                                     numModes, sampleRate, c.data(), s.data());
+        benchmark::DoNotOptimize(c.data());
+        benchmark::DoNotOptimize(s.data());
+    }
+}
+BENCHMARK(Poles)->ArgName("family")->Arg(0)->Arg(2)->Arg(3)->Unit(benchmark::kMicrosecond);
 
 } // namespace
