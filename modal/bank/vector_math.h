@@ -1,8 +1,8 @@
 #pragma once
 
-// Exponential, sine and cosine in 64 bits over whole vectors, for the instruction-set files only: everything
-// here has internal linkage, so each including file gets its own copy compiled for its own instruction set
-// and none can reach baseline code through the linker.
+// Exponential, logarithm, sine and cosine in 64 bits over whole vectors, for the instruction-set files only:
+// everything here has internal linkage, so each including file gets its own copy compiled for its own
+// instruction set and none can reach baseline code through the linker.
 //
 // D is a GCC vector of doubles (__m256d, __m512d) and I the vector of 64-bit integers of the same size
 // (__m256i, __m512i); the operators are GCC's vector extensions. Accuracy is about one unit in the last
@@ -98,6 +98,47 @@ inline void sinCos(D x, D& sine, D& cosine)
     const D c = odd ? sinR : cosR;
     sine = sineNegative ? -s : s;
     cosine = cosineNegative ? -c : c;
+}
+
+/** log(x) for positive normal x (and +inf), with -inf at 0 and NaN below it: x = 2^k * m with m in
+   [sqrt(1/2), sqrt(2)), then the classic series in s = (m - 1) / (m + 1). */
+template <class D, class I>
+inline D logPositive(D x)
+{
+    constexpr double ln2High = 6.93147180369123816490e-01;
+    constexpr double ln2Low = 1.90821492927058770002e-10;
+    constexpr long long mantissaMask = 0x000fffffffffffffLL;
+    constexpr long long exponentOfOne = 0x3ff0000000000000LL;
+
+    const I bits = reinterpret_cast<I>(x);
+    I k = (bits >> 52) - 1023;
+    D m = reinterpret_cast<D>((bits & mantissaMask) | exponentOfOne); // [1, 2)
+    const auto high = m > 1.4142135623730951;
+    m = high ? m * 0.5 : m;
+    k = high ? k + 1 : k;
+    // The integer to double by the 1.5 * 2^52 trick, which needs no 64-bit conversion instruction.
+    constexpr long long shifterBits = 0x4338000000000000LL;
+    const D kd = reinterpret_cast<D>(k + shifterBits) - 6755399441055744.0;
+
+    const D f = m - 1.0;
+    const D s = f / (2.0 + f);
+    const D z = s * s;
+    const D w = z * z;
+    const D t1 =
+        w * (3.999999999940941908e-01 + w * (2.222219843214978396e-01 + w * 1.531383769920937332e-01));
+    const D t2 =
+        z * (6.666666666666735130e-01 +
+             w * (2.857142874366239149e-01 + w * (1.818357216161805012e-01 + w * 1.479819860511658591e-01)));
+    const D r = t2 + t1;
+    const D halfSquare = 0.5 * f * f;
+    const D result = kd * ln2High - ((halfSquare - (s * (halfSquare + r) + kd * ln2Low)) - f);
+
+    const D zero{};
+    const D infinity = zero + __builtin_inf();
+    const D notANumber = zero + __builtin_nan("");
+    D special = x == 0.0 ? -infinity : notANumber;
+    special = x == infinity ? infinity : special;
+    return (x > 0.0 && x < infinity) ? result : special;
 }
 
 } // namespace vmath

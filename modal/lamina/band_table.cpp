@@ -77,7 +77,10 @@ void setBandGainTable(MonotoneCubicTable& table, const std::array<float, 12>& ba
 
 float bandValueAt(float f, const MonotoneCubicTable& table)
 {
-    const float position = std::log2(static_cast<float>(f * 0.001)) + 6.0f;
+    // The 32-bit logarithm rounded once from 64 bits: correctly rounded, and so the same in the vector forms
+    // over a whole table, where the library's 32-bit logarithm is not always.
+    const float x = static_cast<float>(f * 0.001);
+    const float position = static_cast<float>(std::log2(static_cast<double>(x))) + 6.0f;
     return table.valueAt(std::clamp(position, 0.0f, 11.0f));
 }
 

@@ -1,5 +1,8 @@
 #include "modal/lamina/damping.h"
 
+#include "modal/bank/family.h"
+#include "modal/lamina/damping_rates.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -79,8 +82,27 @@ float DampingSettings::rateAt(float f, const MonotoneCubicTable& bandDecayTable)
 void recomputeDecayRates(LaminaModeTable& table, const DampingSettings& damping,
                          const MonotoneCubicTable& bandDecayTable)
 {
-    for (LaminaModeParams& mode : table)
-        mode.decayRate = damping.rateAt(static_cast<float>(mode.omega * 0.15915494309189535), bandDecayTable);
+    recomputeDecayRates(table, 0, static_cast<uint32_t>(table.size()), damping, bandDecayTable);
+}
+
+void recomputeDecayRates(LaminaModeTable& table, uint32_t first, uint32_t count,
+                         const DampingSettings& damping, const MonotoneCubicTable& bandDecayTable)
+{
+    // In chunks on the stack: the rates come from whole vectors where the processor has them.
+    constexpr uint32_t chunk = 256;
+    double omegas[chunk];
+    float rates[chunk];
+    const auto family = modalbank::bestFamily();
+    const uint32_t end = first + count;
+    for (uint32_t start = first; start < end; start += chunk)
+    {
+        const uint32_t n = std::min(chunk, end - start);
+        for (uint32_t k = 0; k < n; ++k)
+            omegas[k] = table[start + k].omega;
+        dampingRatesOverTable(family, damping, bandDecayTable, omegas, n, rates);
+        for (uint32_t k = 0; k < n; ++k)
+            table[start + k].decayRate = rates[k];
+    }
 }
 
 } // namespace qor

@@ -45,9 +45,13 @@ struct DampingSettings
     float rateAt(float f, const MonotoneCubicTable& bandDecayTable) const;
 };
 
-/** Recomputes decayRate of every row at its own omega, after a change of damping. Allocates nothing. */
+/** Recomputes decayRate of every row at its own omega, after a change of damping, over whole vectors where
+    the processor has them. Allocates nothing. */
 void recomputeDecayRates(LaminaModeTable& table, const DampingSettings& damping,
                          const MonotoneCubicTable& bandDecayTable);
+/** The same for the rows first to first + count - 1. */
+void recomputeDecayRates(LaminaModeTable& table, uint32_t first, uint32_t count,
+                         const DampingSettings& damping, const MonotoneCubicTable& bandDecayTable);
 
 /** An enable flag as 0 or 1 times its depth parameter. */
 inline float dampingDepth(bool enabled, float depth)
