@@ -4,7 +4,7 @@
 #include "modal/bank/poles.h"
 
 void qor::modalbank::avx512::computePoles(const double* decayRates, const double* omegas, uint32_t count,
-                                          double period, double* c, double* s)
+                                          double period, double* c, double* s, double* radii)
 {
-    computePolesOver<__m512d, __m512i>(decayRates, omegas, count, period, c, s);
+    computePolesOver<__m512d, __m512i>(decayRates, omegas, count, period, c, s, radii);
 }

@@ -1,5 +1,7 @@
 #include "modal/lamina/bank_loading.h"
 
+#include "modal/bank/poles.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -13,7 +15,77 @@ ModePole modePole(double decayRate, double omega, double sampleRate)
     return {radius * std::cos(omega * period), radius * std::sin(omega * period)};
 }
 
-void loadBank(IModalBank& bank, const LaminaModeTable& table, const LoadBankSettings& settings)
+namespace
+{
+/** Poles and gains of the modes first to first + count - 1, a chunk at a time on the stack (one job of the
+    bank): the poles come from whole vectors where the processor has them, and each chunk reaches the bank in
+    one call. With withOutputs false the output gains are left as they are. */
+void loadModes(IModalBank& bank, const LaminaModeTable& table, uint32_t first, uint32_t count,
+               const LoadBankSettings& settings, GainNorms norms, bool useEQ, bool withOutputs)
+{
+    const int numInputs = std::clamp(settings.numInputs, 1, 2);
+    const int numOutputs = std::clamp(settings.numOutputs, 1, 2);
+    const float normIn = norms.in;
+    const float normOut = norms.out;
+
+    constexpr uint32_t chunk = 128;
+    double decayRates[chunk], omegas[chunk], c[chunk], s[chunk], radii[chunk];
+    double inputGains[2][chunk], outputGains[2][chunk];
+    ModeSpan span;
+    span.c = c;
+    span.s = s;
+    span.numInputs = static_cast<uint32_t>(numInputs);
+    span.numOutputs = withOutputs ? static_cast<uint32_t>(numOutputs) : 0;
+    for (int i = 0; i < 2; ++i)
+    {
+        span.inputGains[i] = inputGains[i];
+        span.outputGains[i] = outputGains[i];
+    }
+
+    const uint32_t end = first + count;
+    for (uint32_t start = first; start < end; start += chunk)
+    {
+        const uint32_t n = std::min(chunk, end - start);
+        for (uint32_t k = 0; k < n; ++k)
+        {
+            decayRates[k] = table[start + k].decayRate;
+            omegas[k] = table[start + k].omega;
+        }
+        modalbank::computePoles(settings.family, decayRates, omegas, n, settings.sampleRate, c, s, radii);
+
+        for (uint32_t k = 0; k < n; ++k)
+        {
+            const LaminaModeParams& mode = table[start + k];
+
+            // A resonator's energy grows as 1 / (1 - |p|^2); this evens out long and short modes. |p|^2 from
+            // the radius rather than c^2 + s^2, whose rounding would leave a mode that never decays a trace
+            // of input.
+            float compensation = 1;
+            if (settings.enableDecayCompensation)
+            {
+                const double radius2 = radii[k] * radii[k];
+                compensation = static_cast<float>(std::sqrt(std::max(0.0, 1 - radius2) * 20000) * 0.5);
+            }
+            for (int i = 0; i < numInputs; ++i)
+                inputGains[i][k] = (compensation * mode.inputGain[i]) / normIn;
+
+            if (!withOutputs)
+                continue;
+            float eq = 1;
+            if (useEQ)
+            {
+                const float f = static_cast<float>(mode.omega * 0.15915494309189535);
+                eq = static_cast<float>(std::pow(10.0, bandValueAt(f, *settings.eqTable) * 0.05));
+            }
+            for (int j = 0; j < numOutputs; ++j)
+                outputGains[j][k] = (eq * mode.outputGain[j]) / normOut;
+        }
+        bank.setModes(start, n, span);
+    }
+}
+} // namespace
+
+GainNorms loadBank(IModalBank& bank, const LaminaModeTable& table, const LoadBankSettings& settings)
 {
     const uint32_t count = static_cast<uint32_t>(table.size());
     const int numInputs = std::clamp(settings.numInputs, 1, 2);
@@ -30,8 +102,9 @@ void loadBank(IModalBank& bank, const LaminaModeTable& table, const LoadBankSett
         for (int j = 0; j < numOutputs; ++j)
             sumOut = static_cast<float>(sumOut + mode.outputGain[j] * mode.outputGain[j]);
     }
-    const float normIn = std::sqrt(sumIn / static_cast<float>(numInputs));
-    const float normOut = std::sqrt(sumOut / static_cast<float>(numOutputs));
+    GainNorms norms;
+    norms.in = std::sqrt(sumIn / static_cast<float>(numInputs));
+    norms.out = std::sqrt(sumOut / static_cast<float>(numOutputs));
     bool useEQ = settings.enableEQ && settings.eqTable != nullptr;
     if (useEQ)
     {
@@ -42,32 +115,14 @@ void loadBank(IModalBank& bank, const LaminaModeTable& table, const LoadBankSett
         useEQ = !flat;
     }
 
-    for (uint32_t k = 0; k < count; ++k)
-    {
-        const LaminaModeParams& mode = table[k];
-        const ModePole pole = modePole(mode.decayRate, mode.omega, settings.sampleRate);
-        const double cs[2] = {pole.c, pole.s};
-        bank.setModeCoefficients(k, cs);
+    loadModes(bank, table, 0, count, settings, norms, useEQ, true);
+    return norms;
+}
 
-        // A resonator's energy grows as 1 / (1 - |p|^2); this evens out long and short modes.
-        float compensation = 1;
-        if (settings.enableDecayCompensation)
-        {
-            const double radius2 = pole.c * pole.c + pole.s * pole.s;
-            compensation = static_cast<float>(std::sqrt(std::max(0.0, 1 - radius2) * 20000) * 0.5);
-        }
-        for (int i = 0; i < numInputs; ++i)
-            bank.setInputGain(k, static_cast<uint32_t>(i), (compensation * mode.inputGain[i]) / normIn);
-
-        float eq = 1;
-        if (useEQ)
-        {
-            const float f = static_cast<float>(mode.omega * 0.15915494309189535);
-            eq = static_cast<float>(std::pow(10.0, bandValueAt(f, *settings.eqTable) * 0.05));
-        }
-        for (int j = 0; j < numOutputs; ++j)
-            bank.setOutputGain(k, static_cast<uint32_t>(j), (eq * mode.outputGain[j]) / normOut);
-    }
+void loadPoles(IModalBank& bank, const LaminaModeTable& table, uint32_t first, uint32_t count,
+               const LoadBankSettings& settings, GainNorms norms)
+{
+    loadModes(bank, table, first, count, settings, norms, false, false);
 }
 
 } // namespace qor

@@ -309,5 +309,54 @@ TEST(LoadBank, EqScalesOutputsOnly)
     }
 }
 
+// The poles from whole vectors against the library's one mode at a time, as the bank keeps them (in 32 bits):
+// every pole and gain within one float step, nearly all identical. Decays from none (a pole of radius 1,
+// whose compensation is 0) to very fast, with compensation and a sloped EQ.
+TEST(LoadBank, VectorPolesMatchTheLibraryWithinOneFloatStep)
+{
+    auto table = *computeModeTable(ModeSynthesisInputs{});
+    for (size_t k = 0; k < table.size(); ++k)
+        table[k].decayRate = k % 97 == 0 ? 0.0 : std::pow(10.0, (k % 1000) * 0.004 - 1);
+    MonotoneCubicTable eq;
+    std::array<float, 12> gains;
+    for (size_t i = 0; i < 12; ++i)
+        gains[i] = static_cast<float>(i) - 6;
+    setBandGainTable(eq, gains);
+    LoadBankSettings settings;
+    settings.eqTable = &eq;
+    settings.family = modalbank::Family::scalar;
+    test::RecordingBank reference(table.size());
+    loadBank(reference, table, settings);
+
+    auto steps = [](double a, double b)
+    {
+        const float x = static_cast<float>(a), y = static_cast<float>(b);
+        if (x == y)
+            return 0;
+        return std::nextafter(x, y) == y ? 1 : 2;
+    };
+    for (auto family : {modalbank::Family::avx2, modalbank::Family::avx512})
+    {
+        if (modalbank::bestFamily() < family)
+            continue;
+        settings.family = family;
+        test::RecordingBank bank(table.size());
+        loadBank(bank, table, settings);
+        int differing = 0;
+        for (size_t k = 0; k < table.size(); ++k)
+        {
+            const auto& a = bank.modes[k];
+            const auto& b = reference.modes[k];
+            const int worst =
+                std::max({steps(a.c, b.c), steps(a.s, b.s), steps(a.in[0], b.in[0]), steps(a.in[1], b.in[1]),
+                          steps(a.out[0], b.out[0]), steps(a.out[1], b.out[1])});
+            ASSERT_LE(worst, 1) << modalbank::familyName(family) << " mode " << k;
+            differing += worst;
+        }
+        EXPECT_LE(differing, 5) << modalbank::familyName(family);
+        EXPECT_EQ(bank.modes[97].in[0], 0.0);
+    }
+}
+
 } // namespace
 } // namespace qor
