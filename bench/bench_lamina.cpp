@@ -149,9 +149,43 @@ void BM_RenderBlock_256_Insane(benchmark::State& state)
         static_cast<double>(qor::LaminaProbe::table(qor::LaminaProbe::processState(*rig.lamina))->size());
 }
 
+/** One block of 64 samples at "Insane" with the bank's own workers (one on a two-core machine), once the
+   first build has been taken over; with a change of Decay before every block (1) or none (0). The ratio of
+   the two is the cost of serving a damping change within a block. */
+void BM_Block_64_DecayChange(benchmark::State& state)
+{
+    const bool change = state.range(0) != 0;
+    PreparedLamina rig(64);
+    auto& stats = *qor::LaminaProbe::stats(qor::LaminaProbe::processState(*rig.lamina));
+    while (stats.takeOvers.load() == 0)
+    {
+        rig.process(64);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    const juce::ScopedNoDenormals noDenormals;
+    uint32_t n = 0;
+    for (auto _ : state)
+    {
+        if (change)
+            rig.lamina->setParameter(Lamina::ids().decay, n % 2 == 0 ? 2.5f : 2.0f);
+        rig.left[n % 64] = 0.5f;
+        rig.right[(n * 7) % 64] = -0.5f;
+        ++n;
+        rig.process(64);
+    }
+    state.counters["modes"] =
+        static_cast<double>(qor::LaminaProbe::table(qor::LaminaProbe::processState(*rig.lamina))->size());
+}
+
 BENCHMARK(BM_LoadBank_20000)->ArgName("form")->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_UpdateModulation_20000)->Unit(benchmark::kMicrosecond);
 // Wall time: the workers share the block with the calling thread.
 BENCHMARK(BM_RenderBlock_256_Insane)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(BM_Block_64_DecayChange)
+    ->ArgName("change")
+    ->Arg(0)
+    ->Arg(1)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
 
 } // namespace

@@ -152,6 +152,7 @@ void Lamina::State::prepare(double newSampleRate, uint32_t newMaxBlockSize)
     computeDone.store(0);
     bank->setNumModes(static_cast<uint32_t>(table->size()));
     loadBank();
+    stopDampingSweep();
 
     buildLock = {};
     if (modeThread == nullptr)

@@ -3,6 +3,7 @@
 #include "engine/relaxed_atomic.h"
 #include "modal/bank/imodal_bank.h"
 #include "modal/lamina/band_table.h"
+#include "modal/lamina/bank_loading.h"
 #include "modal/lamina/lamina.h"
 #include "modal/lamina/mode_synthesis.h"
 #include "modal/lamina/signal_blocks.h"
@@ -112,7 +113,10 @@ private:
     void takeOver();
     void requestBuild();
     void rebuildEqTable();
-    void recomputeDamping();
+    LoadBankSettings loadBankSettings() const;
+    void restartDampingSweep();
+    void continueDampingSweep(uint32_t numSamples, bool wholeTable);
+    void stopDampingSweep();
     void updateLowCut();
 
     Lamina& lamina;
@@ -144,6 +148,15 @@ private:
 
     int32_t recomputeHoldoff = 0;
     uint32_t modulationCounter = 0;
+
+    /** A change of damping reaches the modes a share at a time, over about 256 samples, so that the block
+        that meets it costs little more than any other: the modes not yet reached ring on with their old
+       poles. The sweep goes round the table from dampingSweepNext until dampingSweepLeft modes have been
+       redone since the last change; a change during a sweep sets it to the whole table again. */
+    uint32_t dampingSweepNext = 0;
+    uint32_t dampingSweepLeft = 0;
+    /** The norms of the bank's last full load, which the sweep's input gains divide by. */
+    GainNorms gainNorms;
 
     juce::SpinLock analyserLock;
     std::weak_ptr<AnalyserRing> inputAnalyser;

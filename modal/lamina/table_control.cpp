@@ -24,20 +24,57 @@ void Lamina::State::rebuildEqTable()
     setBandGainTable(eqTable, gains);
 }
 
-void Lamina::State::recomputeDamping()
+void Lamina::State::restartDampingSweep()
 {
     std::array<float, 12> times{};
     for (size_t i = 0; i < 12; ++i)
         times[i] = bandDecay[i];
     setBandDecayTable(bandDecayTable, times);
-    if (table != nullptr)
-        recomputeDecayRates(*table, makeDampingSettings(snapshotInputs()), bandDecayTable);
+    // Every mode again, on from where a sweep under way stands, so that none waits longer than one sweep.
+    dampingSweepLeft = table != nullptr ? static_cast<uint32_t>(table->size()) : 0;
 }
 
-void Lamina::State::loadBank()
+void Lamina::State::continueDampingSweep(uint32_t numSamples, bool wholeTable)
 {
-    if (bank == nullptr || table == nullptr)
+    if (dampingSweepLeft == 0 || table == nullptr || bank == nullptr)
         return;
+    const auto count = static_cast<uint32_t>(table->size());
+    uint32_t share = dampingSweepLeft;
+    if (!wholeTable)
+    {
+        // In proportion to the block, so that a sweep spans about the same time at any block size, and in
+        // whole jobs of the bank.
+        constexpr uint64_t sweepSamples = 256, job = 128;
+        const uint64_t modes = (uint64_t{count} * numSamples + sweepSamples - 1) / sweepSamples;
+        share = static_cast<uint32_t>(std::min<uint64_t>(share, (modes + job - 1) / job * job));
+    }
+    if (share == 0)
+        return;
+
+    // The parameters as they stand now: a change since the sweep began has restarted it anyway.
+    const DampingSettings damping = makeDampingSettings(snapshotInputs());
+    const LoadBankSettings settings = loadBankSettings();
+    dampingSweepLeft -= share;
+    while (share > 0)
+    {
+        if (dampingSweepNext >= count)
+            dampingSweepNext = 0;
+        const uint32_t n = std::min(share, count - dampingSweepNext);
+        recomputeDecayRates(*table, dampingSweepNext, n, damping, bandDecayTable);
+        loadPoles(*bank, *table, dampingSweepNext, n, settings, gainNorms);
+        dampingSweepNext += n;
+        share -= n;
+    }
+}
+
+void Lamina::State::stopDampingSweep()
+{
+    dampingSweepNext = 0;
+    dampingSweepLeft = 0;
+}
+
+LoadBankSettings Lamina::State::loadBankSettings() const
+{
     LoadBankSettings settings;
     settings.sampleRate = sampleRate;
     settings.numInputs = static_cast<int>(numInputs);
@@ -45,7 +82,14 @@ void Lamina::State::loadBank()
     settings.enableDecayCompensation = enableDecayCompensation;
     settings.enableEQ = enableEQ;
     settings.eqTable = &eqTable;
-    qor::loadBank(*bank, *table, settings);
+    return settings;
+}
+
+void Lamina::State::loadBank()
+{
+    if (bank == nullptr || table == nullptr)
+        return;
+    gainNorms = qor::loadBank(*bank, *table, loadBankSettings());
 }
 
 void Lamina::State::requestBuild()
@@ -65,6 +109,8 @@ void Lamina::State::takeOver()
     computeRequested.store(0, std::memory_order_release);
     bank->clear();
     loadBank();
+    // The build read every damping value: a sweep under way has nothing left to do.
+    stopDampingSweep();
     stats->takeOvers.fetch_add(1, std::memory_order_relaxed);
     stats->lastTakeOverSample.store(stats->samplesRendered.load(std::memory_order_relaxed),
                                     std::memory_order_relaxed);
@@ -105,16 +151,12 @@ void Lamina::State::tableControl(ProcessContext& context, uint32_t numSamples)
         }
     }
 
-    bool reload = false;
     if (dampingDirty.exchange(0) != 0)
-    {
-        recomputeDamping();
-        reload = true;
-    }
+        restartDampingSweep();
     if (gainsDirty.exchange(0) != 0)
-        reload = true;
-    if (reload)
         loadBank();
+    // Offline, the whole table at once, so that every block hears the damping its parameters ask for.
+    continueDampingSweep(numSamples, context.timeInfo.isOffline || lamina.getOffline());
 }
 
 } // namespace qor

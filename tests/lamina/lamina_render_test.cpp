@@ -1,5 +1,6 @@
 #include "modal/bank/modal_bank_multi_core.h"
 #include "modal/lamina/bank_loading.h"
+#include "modal/lamina/damping.h"
 #include "tests/support/alloc_counter.h"
 #include "tests/support/lamina_rig.h"
 
@@ -106,6 +107,71 @@ TEST(LaminaRender, CleanWetPathIsTheBankBehindThePredelay)
     EXPECT_GT(level, 1e-3);
     // Rounding of the two 18 dB shelves and the order of the bank's sums.
     EXPECT_LT(error, 1e-4 * level);
+}
+
+// A change of Decay reaches the modes a share at a time, so that the block which meets it stays cheap: with
+// blocks of 64 samples the first redoes about a quarter of the table, and after 256 samples every rate is the
+// damping model's for the new value and the bank runs exactly the table, as a fresh load of it would. Offline
+// the whole table goes at once.
+TEST(LaminaRender, DampingChangeSweepsTheTableWithinAFewBlocks)
+{
+    LaminaRig rig(smallSheet());
+    rig.lamina->setParameter(ids().mix, 1.0f);
+    rig.process(64); // takes over the first build
+    rig.setOffline(false);
+    const auto& table = *LaminaProbe::table(rig.state());
+    const auto count = table.size();
+    ASSERT_GT(count, 1000u);
+
+    auto modesAtTheModel = [&]
+    {
+        const DampingSettings damping = makeDampingSettings(LaminaProbe::snapshotInputs(rig.state()));
+        MonotoneCubicTable bandDecay;
+        setBandDecayTable(bandDecay, LaminaProbe::snapshotInputs(rig.state()).bandDecay);
+        size_t same = 0;
+        for (const auto& mode : table)
+            same += mode.decayRate ==
+                    damping.rateAt(static_cast<float>(mode.omega * 0.15915494309189535), bandDecay);
+        return same;
+    };
+    ASSERT_EQ(modesAtTheModel(), count);
+
+    rig.lamina->setParameter(ids().decay, 5.0f);
+    rig.process(64);
+    const size_t afterOne = modesAtTheModel();
+    EXPECT_GE(afterOne, count / 4);
+    EXPECT_LT(afterOne, count / 2);
+    for (int block = 1; block < 4; ++block)
+        rig.process(64);
+    EXPECT_EQ(modesAtTheModel(), count);
+
+    // The bank against a fresh load of the table, from silence, behind the default predelay of 0.
+    rig.state().reset();
+    ModalBankMultiCore reference(2, 2, 20000, 0, 128, 512, 48000);
+    LoadBankSettings settings;
+    MonotoneCubicTable flat;
+    setBandGainTable(flat, {});
+    settings.eqTable = &flat;
+    loadBank(reference, table, settings);
+    const std::vector<std::vector<float>> input{noise(512, 0.3f, 9), noise(512, 0.3f, 10)};
+    const auto out = rig.render(input, 512);
+    std::vector<float> refL(512), refR(512);
+    const float* in[2] = {input[0].data(), input[1].data()};
+    float* ref[2] = {refL.data(), refR.data()};
+    {
+        const juce::ScopedNoDenormals noDenormals;
+        reference.process(ref, in, 512);
+    }
+    for (size_t n = 0; n < 512; ++n)
+    {
+        ASSERT_NEAR(out[0][n], refL[n], 1e-5 * peak(refL)) << n;
+        ASSERT_NEAR(out[1][n], refR[n], 1e-5 * peak(refR)) << n;
+    }
+
+    rig.setOffline(true);
+    rig.lamina->setParameter(ids().decay, 1.0f);
+    rig.process(64);
+    EXPECT_EQ(modesAtTheModel(), count);
 }
 
 TEST(LaminaRender, WidthZeroFoldsTheWetPairToMono)
