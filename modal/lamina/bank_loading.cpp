@@ -17,6 +17,46 @@ ModePole modePole(double decayRate, double omega, double sampleRate)
 
 namespace
 {
+/** The factor on a mode's input gains that keeps the wet level of the reference rate and the default
+    quality. A broadband signal hears a mode by the integral of |H|^2 over the mode's band, which is the rate
+    times the energy of its impulse response: rate * g^2 / (2 (1 - |p|^2)). With decay compensation g^2
+    carries 1 - |p|^2, so the level goes with the rate alone; without it 1 - |p|^2 itself is about 2 d / rate
+    and the level goes with the square of the rate. Scaling each mode by the root of the reference rate's
+    figure over this rate's keeps the level of the reference rate, where the gains are as normalised. */
+struct LevelScale
+{
+    LevelScale(const LaminaModeTable& table, const LoadBankSettings& settings)
+        : sampleRate(settings.sampleRate), rateRatio(levelReferenceRate / settings.sampleRate),
+          tableScale(table.levelScale), compensated(settings.enableDecayCompensation),
+          forRate(settings.sampleRate != levelReferenceRate), active(forRate || table.levelScale != 1)
+    {
+    }
+
+    double of(double decayRate) const
+    {
+        if (!active)
+            return 1;
+        double rate = 1;
+        if (forRate && compensated)
+            rate = std::sqrt(rateRatio);
+        else if (forRate)
+        {
+            const double here = -std::expm1(-2 * decayRate / sampleRate);
+            const double there = -std::expm1(-2 * decayRate / levelReferenceRate);
+            rate = std::sqrt(rateRatio * (there > 0 ? here / there : rateRatio));
+        }
+        return rate * tableScale;
+    }
+
+    double sampleRate;
+    double rateRatio;
+    double tableScale;
+    bool compensated;
+    bool forRate;
+    /** False at the reference rate and quality, where the gains stay exactly as normalised. */
+    bool active;
+};
+
 /** Poles and gains of the modes first to first + count - 1, a chunk at a time on the stack (one job of the
     bank): the poles come from whole vectors where the processor has them, and each chunk reaches the bank in
     one call. With withOutputs false the output gains are left as they are. */
@@ -42,6 +82,7 @@ void loadModes(IModalBank& bank, const LaminaModeTable& table, uint32_t first, u
         span.outputGains[i] = outputGains[i];
     }
 
+    const LevelScale level(table, settings);
     const uint32_t end = first + count;
     for (uint32_t start = first; start < end; start += chunk)
     {
@@ -66,8 +107,9 @@ void loadModes(IModalBank& bank, const LaminaModeTable& table, uint32_t first, u
                 const double radius2 = radii[k] * radii[k];
                 compensation = static_cast<float>(std::sqrt(std::max(0.0, 1 - radius2) * 20000) * 0.5);
             }
+            const double scale = level.of(mode.decayRate);
             for (int i = 0; i < numInputs; ++i)
-                inputGains[i][k] = (compensation * mode.inputGain[i]) / normIn;
+                inputGains[i][k] = (compensation * mode.inputGain[i]) / normIn * scale;
 
             if (!withOutputs)
                 continue;

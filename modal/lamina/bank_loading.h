@@ -17,6 +17,10 @@ struct ModePole
 
 ModePole modePole(double decayRate, double omega, double sampleRate);
 
+/** The rate at which loadBank's gains are exactly as normalised; at other rates they are scaled so that a
+    broadband signal meets the same wet level. */
+inline constexpr double levelReferenceRate = 48000;
+
 struct LoadBankSettings
 {
     double sampleRate = 48000;
@@ -38,12 +42,13 @@ struct GainNorms
 };
 
 /** Pushes a table into a bank: count, poles, and gains normalised to unit power per channel, with decay
-    compensation and EQ on the outputs. Returns the norms it divided by. Allocates nothing. */
+    compensation and EQ on the outputs, and the table's levelScale and the rate's level scaling on the inputs.
+    Returns the norms it divided by. Allocates nothing. */
 GainNorms loadBank(IModalBank& bank, const LaminaModeTable& table, const LoadBankSettings& settings);
 
 /** What a change of damping alters of modes first to first + count - 1, from their decay rates in the table:
-    the poles and, through the decay compensation, the input gains, with the norms of the last loadBank of the
-    same table. The output gains stay. Allocates nothing. */
+    the poles and, through the decay compensation and the level scaling, the input gains, with the norms of
+    the last loadBank of the same table. The output gains stay. Allocates nothing. */
 void loadPoles(IModalBank& bank, const LaminaModeTable& table, uint32_t first, uint32_t count,
                const LoadBankSettings& settings, GainNorms norms);
 

@@ -190,7 +190,7 @@ Lamina::ParameterTable Lamina::ParameterTable::build()
              ParameterUnit::decibels, nullptr, nullptr, QOR_FLOAT(modeTruncationThreshold, modes));
 
     addInt(ids.quality, "Quality", "Quality",
-           "Changes the maximum number of modes used for simulation (and CPU cost)", 0, 5, 1,
+           "Changes the maximum number of modes used for simulation (and CPU cost)", 0, 5, defaultQuality,
            &formatQualityLabel, QOR_INT(quality, modes));
     addInt(ids.material, "Material", "Material",
            "Changes the lamina's material (it also affects its damping properties)", 0, 4, 0,

@@ -69,6 +69,10 @@ inline constexpr QualityLevel qualityLevels[numQualityLevels] = {
     {"Very High", 12000, 3}, {"Pristine", 15000, 4}, {"Insane", 20000, 5},
 };
 
+/** The Quality parameter's default: the resolution at which the table's level is as loadBank normalises it.
+ */
+inline constexpr int defaultQuality = 1;
+
 /** A copy of quality row i; an index outside 0..5 is limited to that range. */
 QualityLevel qualityAt(int i);
 

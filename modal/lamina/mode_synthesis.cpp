@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 
 namespace qor
 {
@@ -75,6 +76,59 @@ double importanceOf(const WorkingRow& row, int numInputs, int numOutputs)
         out += static_cast<double>(b * b);
     }
     return in * out;
+}
+
+/** Power sums of a set of rows, in the terms of loadBank's normalisation: with gains divided by the root of
+    their power per channel, a broadband signal hears the rows at nIn * nOut * transfer / (in * out), since a
+    mode passes the product of its input and output power (with decay compensation, whatever its decay). */
+struct TransferSums
+{
+    double in = 0;
+    double out = 0;
+    double transfer = 0;
+
+    double level() const { return in > 0 && out > 0 ? transfer / (in * out) : 0; }
+};
+
+/** The sums over the `count` rows of highest importance; rows that tie at the last place share it evenly, so
+    the answer does not depend on the order the rows are in. */
+TransferSums strongestRowsSums(const std::vector<WorkingRow>& rows, size_t count, int numInputs,
+                               int numOutputs)
+{
+    double threshold = -1;
+    if (count < rows.size())
+    {
+        std::vector<double> importances(rows.size());
+        for (size_t k = 0; k < rows.size(); ++k)
+            importances[k] = rows[k].importance;
+        std::nth_element(importances.begin(), importances.begin() + static_cast<std::ptrdiff_t>(count - 1),
+                         importances.end(), std::greater<>());
+        threshold = importances[count - 1];
+    }
+    size_t above = 0, tied = 0;
+    for (const WorkingRow& row : rows)
+    {
+        above += row.importance > threshold ? 1 : 0;
+        tied += row.importance == threshold ? 1 : 0;
+    }
+    const double tieWeight = tied > 0 ? static_cast<double>(count - std::min(count, above)) / tied : 0;
+
+    TransferSums sums;
+    for (const WorkingRow& row : rows)
+    {
+        const double weight = row.importance > threshold ? 1 : row.importance == threshold ? tieWeight : 0;
+        if (weight == 0)
+            continue;
+        double in = 0, out = 0;
+        for (int i = 0; i < numInputs; ++i)
+            in += row.inputGain[i] * row.inputGain[i];
+        for (int j = 0; j < numOutputs; ++j)
+            out += row.outputGain[j] * row.outputGain[j];
+        sums.in += weight * in;
+        sums.out += weight * out;
+        sums.transfer += weight * in * out;
+    }
+    return sums;
 }
 
 } // namespace
@@ -216,10 +270,16 @@ std::shared_ptr<LaminaModeTable> computeModeTable(const ModeSynthesisInputs& inp
     }
 
     const size_t modeLimit = static_cast<size_t>(qualityAt(inputs.quality).modeLimit);
-    if (rows.size() > modeLimit)
-    {
+    const size_t referenceLimit = static_cast<size_t>(qualityAt(defaultQuality).modeLimit);
+    const bool levelMoves = modeLimit != referenceLimit && rows.size() > std::min(modeLimit, referenceLimit);
+    if (rows.size() > modeLimit || levelMoves)
         for (WorkingRow& row : rows)
             row.importance = importanceOf(row, numInputs, numOutputs);
+    // What the default quality would keep of this sheet, measured before the cut to this quality.
+    const TransferSums reference =
+        levelMoves ? strongestRowsSums(rows, referenceLimit, numInputs, numOutputs) : TransferSums{};
+    if (rows.size() > modeLimit)
+    {
         // Only the survivors matter, and they are sorted by frequency next.
         std::nth_element(rows.begin(), rows.begin() + static_cast<std::ptrdiff_t>(modeLimit), rows.end(),
                          [](const WorkingRow& a, const WorkingRow& b)
@@ -228,8 +288,16 @@ std::shared_ptr<LaminaModeTable> computeModeTable(const ModeSynthesisInputs& inp
     }
     std::sort(rows.begin(), rows.end(),
               [](const WorkingRow& a, const WorkingRow& b) { return a.omega < b.omega; });
+    double levelScale = 1;
+    if (levelMoves)
+    {
+        const TransferSums kept = strongestRowsSums(rows, rows.size(), numInputs, numOutputs);
+        if (reference.level() > 0 && kept.level() > 0)
+            levelScale = std::sqrt(reference.level() / kept.level());
+    }
 
     auto table = std::make_shared<LaminaModeTable>(rows.size());
+    table->levelScale = levelScale;
     for (size_t k = 0; k < rows.size(); ++k)
     {
         const WorkingRow& row = rows[k];

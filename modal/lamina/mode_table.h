@@ -16,6 +16,13 @@ struct LaminaModeParams
 };
 
 /** Modes in rising omega. Published tables are never changed but for decayRate and modulationPhase. */
-using LaminaModeTable = std::vector<LaminaModeParams>;
+struct LaminaModeTable : std::vector<LaminaModeParams>
+{
+    using std::vector<LaminaModeParams>::vector;
+
+    /** Gain on every mode that gives the table the wet level the same sheet has at the default quality, where
+        it is 1: a coarser table keeps fewer, stronger modes and would sound louder, a finer one quieter. */
+    double levelScale = 1;
+};
 
 } // namespace qor
