@@ -39,6 +39,21 @@ public:
     virtual void setModes(uint32_t first, uint32_t count, const ModeSpan& modes);
     /** Zeroes every resonator state; coefficients and gains stay. */
     virtual void clear() = 0;
+    /** Lets the ringing modes fade out over numSamples samples of the next process calls, on a second set of
+        states, and clears the modes as clear does, ready for a new table that starts from rest. A bank
+       without a second set only clears. */
+    virtual void fadeOut(uint32_t numSamples)
+    {
+        (void)numSamples;
+        clear();
+    }
+    /** Takes over count, poles, gains and states from source, if it is a bank of the same kind, channel
+       counts and capacity; answers whether it did. */
+    virtual bool copyModesFrom(const IModalBank& source)
+    {
+        (void)source;
+        return false;
+    }
     /** Runs numSamples samples; outputs are overwritten, never added to. Inputs and outputs are distinct
      * arrays. */
     virtual void process(float* const* outputs, const float* const* inputs, uint32_t numSamples) = 0;

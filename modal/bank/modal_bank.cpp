@@ -109,6 +109,12 @@ void ModalBank::clear()
     processor->clear();
 }
 
+bool ModalBank::copyModesFrom(const IModalBank& source)
+{
+    const auto* other = dynamic_cast<const ModalBank*>(&source);
+    return other != nullptr && processor->copyModesFrom(*other->processor);
+}
+
 void ModalBank::process(float* const* outputs, const float* const* inputs, uint32_t numSamples)
 {
     processor->process(outputs, inputs, numSamples);

@@ -27,6 +27,9 @@ public:
     void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
     void setModes(uint32_t first, uint32_t count, const ModeSpan& modes) override;
     void clear() override;
+    /** Takes the modes of another ModalBank whose processor is of the same family, channel counts and
+        capacity. */
+    bool copyModesFrom(const IModalBank& source) override;
     void process(float* const* outputs, const float* const* inputs, uint32_t numSamples) override;
 
 private:

@@ -1,5 +1,7 @@
 #include "modal/bank/modal_bank_multi_core.h"
 
+#include <algorithm>
+#include <cmath>
 #include <pthread.h>
 #include <sched.h>
 #include <semaphore>
@@ -42,9 +44,17 @@ ModalBankMultiCore::ModalBankMultiCore(uint32_t numInputs, uint32_t numOutputs, 
         ++bankShift;
     const size_t numBanks = (maxModes + modesPerBank - 1) / modesPerBank;
     banks.reserve(numBanks);
+    fadingBanks.reserve(numBanks);
     for (size_t i = 0; i < numBanks; ++i)
+    {
         banks.push_back(
             std::make_unique<ModalBank>(family, numInputs, numOutputs, static_cast<uint32_t>(modesPerBank)));
+        fadingBanks.push_back(
+            std::make_unique<ModalBank>(family, numInputs, numOutputs, static_cast<uint32_t>(modesPerBank)));
+    }
+    fadeGains.assign(maxBlockSize, 0.0f);
+    silence.assign(maxBlockSize, 0.0f);
+    silentInputs.assign(numInputs, silence.data());
 
     const int channels = static_cast<int>(numOutputs);
     const int length = static_cast<int>(maxBlockSize);
@@ -162,6 +172,23 @@ void ModalBankMultiCore::clear()
 {
     for (auto& bank : banks)
         bank->clear();
+    numFadingBanks = 0;
+}
+
+void ModalBankMultiCore::fadeOut(uint32_t numSamples)
+{
+    numFadingBanks = 0;
+    if (numSamples > 0)
+    {
+        // Both sets are made alike, so every copy succeeds.
+        while (numFadingBanks < numActiveBanks &&
+               fadingBanks[numFadingBanks]->copyModesFrom(*banks[numFadingBanks]))
+            ++numFadingBanks;
+        fadeLength = numSamples;
+        fadePosition = 0;
+    }
+    for (auto& bank : banks)
+        bank->clear();
 }
 
 void ModalBankMultiCore::process(float* const* outputs, const float* const* inputs, uint32_t numSamples)
@@ -176,7 +203,21 @@ void ModalBankMultiCore::process(float* const* outputs, const float* const* inpu
     // pendingJobs goes first: no job can be claimed before it is set, so no finished job can be lost under
     // it. The store to nextJob publishes the inputs, the block length and the cleared accumulators to the
     // workers.
-    const auto jobs = static_cast<int32_t>(numActiveBanks);
+    // A half cosine from 1 down to 0: neither the gain nor its slope jumps at either end.
+    const size_t fading = numFadingBanks;
+    if (fading > 0)
+    {
+        const double step = 3.141592653589793 / fadeLength;
+        for (uint32_t n = 0; n < numSamples; ++n)
+        {
+            const uint32_t position = fadePosition + n;
+            fadeGains[n] =
+                position < fadeLength ? static_cast<float>(0.5 + 0.5 * std::cos(step * position)) : 0.0f;
+        }
+    }
+
+    const auto jobs = static_cast<int32_t>(numActiveBanks + fading);
+    activeJobsInBlock.store(static_cast<int32_t>(numActiveBanks), std::memory_order_relaxed);
     jobsInBlock.store(jobs, std::memory_order_relaxed);
     pendingJobs.store(jobs);
     nextJob.store(-jobs);
@@ -205,6 +246,13 @@ void ModalBankMultiCore::process(float* const* outputs, const float* const* inpu
 
     currentInputs.store(nullptr, std::memory_order_relaxed);
     currentNumSamples.store(0, std::memory_order_relaxed);
+
+    if (fading > 0)
+    {
+        fadePosition += std::min(numSamples, fadeLength - fadePosition);
+        if (fadePosition >= fadeLength)
+            numFadingBanks = 0;
+    }
 }
 
 bool ModalBankMultiCore::runJob(size_t threadIndex)
@@ -215,13 +263,24 @@ bool ModalBankMultiCore::runJob(size_t threadIndex)
     const auto job = static_cast<size_t>(jobsInBlock.load(std::memory_order_relaxed) + claim);
 
     const auto numSamples = currentNumSamples.load(std::memory_order_relaxed);
+    const auto active = static_cast<size_t>(activeJobsInBlock.load(std::memory_order_relaxed));
+    const bool isFading = job >= active;
+    auto& bank = isFading ? *fadingBanks[job - active] : *banks[job];
     auto& scratch = scratchBuffers[threadIndex];
-    banks[job]->process(scratch.getArrayOfWritePointers(), currentInputs.load(std::memory_order_relaxed),
-                        static_cast<uint32_t>(numSamples));
+    bank.process(scratch.getArrayOfWritePointers(),
+                 isFading ? silentInputs.data() : currentInputs.load(std::memory_order_relaxed),
+                 static_cast<uint32_t>(numSamples));
 
     auto& accumulator = accumulators[threadIndex];
     for (int c = 0; c < scratch.getNumChannels(); ++c)
-        accumulator.addFrom(c, 0, scratch, c, 0, static_cast<int>(numSamples));
+    {
+        if (isFading)
+            juce::FloatVectorOperations::addWithMultiply(accumulator.getWritePointer(c),
+                                                         scratch.getReadPointer(c), fadeGains.data(),
+                                                         static_cast<int>(numSamples));
+        else
+            accumulator.addFrom(c, 0, scratch, c, 0, static_cast<int>(numSamples));
+    }
 
     pendingJobs.fetch_sub(1);
     return true;

@@ -61,8 +61,14 @@ public:
     void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
     /** One call for each job the modes fall in. */
     void setModes(uint32_t first, uint32_t count, const ModeSpan& modes) override;
-    /** Clears every bank, active or not. */
+    /** Clears every bank, active or not, and ends a fade. */
     void clear() override;
+    /** The jobs that run now hand their modes to the second set of jobs, which rings on with them, hearing no
+        more input, for numSamples samples under a falling half cosine (1 at the first sample, 0 from
+        numSamples on) and then stops; the first set is cleared for the next table. While the fade lasts its
+        jobs are claimed with the others, so a block costs up to twice as much. A fade that is still running
+       is cut short. */
+    void fadeOut(uint32_t numSamples) override;
     /** numSamples must not exceed maxBlockSize. */
     void process(float* const* outputs, const float* const* inputs, uint32_t numSamples) override;
 
@@ -79,6 +85,17 @@ private:
     bool runJob(size_t threadIndex);
 
     std::vector<std::unique_ptr<ModalBank>> banks;
+    /** The second set of states, as many jobs as banks, made with them: the modes of the last table while
+       they fade out. */
+    std::vector<std::unique_ptr<ModalBank>> fadingBanks;
+    size_t numFadingBanks = 0;
+    uint32_t fadeLength = 0;
+    uint32_t fadePosition = 0;
+    /** The fade's gain for each sample of the block, written before the jobs are published. */
+    std::vector<float> fadeGains;
+    /** What the fading jobs hear: silence, one channel for each input. */
+    std::vector<float> silence;
+    std::vector<const float*> silentInputs;
     std::vector<std::thread> workers;
     static inline std::atomic<int> runningWorkers{0};
     std::vector<juce::AudioBuffer<float>> scratchBuffers;
@@ -102,6 +119,8 @@ private:
     std::atomic<const float* const*> currentInputs{nullptr};
     std::atomic<size_t> currentNumSamples{0};
     std::atomic<int32_t> jobsInBlock{0};
+    // Jobs below this index in the block are banks, the rest fading banks.
+    std::atomic<int32_t> activeJobsInBlock{0};
 };
 
 } // namespace qor

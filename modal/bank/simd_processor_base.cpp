@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <typeinfo>
 
 namespace qor::detail
 {
@@ -29,11 +30,12 @@ void release(float* p)
 } // namespace
 
 template <typename T>
-SIMDProcessorBase<T>::SIMDProcessorBase(uint32_t numInputs, uint32_t numOutputs, uint32_t capacity)
+SIMDProcessorBase<T>::SIMDProcessorBase(uint32_t numInputs_, uint32_t numOutputs_, uint32_t capacity)
     // The vector families keep a spare group when the capacity is a multiple of their lane count.
     : numGroups(capacity / lanes + 1), stride(numGroups * lanes), maxModes(capacity),
-      inputGains(allocateZeroed<T>(numInputs * stride)), outputGains(allocateZeroed<T>(numOutputs * stride)),
-      modeState(allocateZeroed<T>(2 * stride)), coefficients(allocateZeroed<T>(2 * stride))
+      inputGains(allocateZeroed<T>(numInputs_ * stride)),
+      outputGains(allocateZeroed<T>(numOutputs_ * stride)), modeState(allocateZeroed<T>(2 * stride)),
+      coefficients(allocateZeroed<T>(2 * stride)), numInputs(numInputs_), numOutputs(numOutputs_)
 {
 }
 
@@ -110,6 +112,23 @@ template <typename T>
 void SIMDProcessorBase<T>::clear()
 {
     std::memset(modeState, 0, 2 * stride * sizeof(float));
+}
+
+template <typename T>
+bool SIMDProcessorBase<T>::copyModesFrom(const IModalBank& source)
+{
+    // The same member of the same family: the same layout of every array.
+    if (typeid(source) != typeid(*this))
+        return false;
+    const auto& other = static_cast<const SIMDProcessorBase&>(source);
+    if (other.stride != stride)
+        return false;
+    std::memcpy(inputGains, other.inputGains, numInputs * stride * sizeof(float));
+    std::memcpy(outputGains, other.outputGains, numOutputs * stride * sizeof(float));
+    std::memcpy(modeState, other.modeState, 2 * stride * sizeof(float));
+    std::memcpy(coefficients, other.coefficients, 2 * stride * sizeof(float));
+    numModes = other.numModes;
+    return true;
 }
 
 template class SIMDProcessorBase<float>;

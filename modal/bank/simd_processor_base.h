@@ -37,6 +37,9 @@ public:
     void setOutputGain(uint32_t mode, uint32_t channel, double gain) override;
     void setModes(uint32_t first, uint32_t count, const ModeSpan& modes) override;
     void clear() override;
+    /** Copies every array and the count from a processor of the same member (family and channel counts) and
+        capacity. */
+    bool copyModesFrom(const IModalBank& source) override;
 
     /** Offset of mode's c (or re) in coefficients (or modeState); s (or im) is imagOffset further: at the
        next slot for float, one group's lanes further for the vector types. */
@@ -51,6 +54,8 @@ public:
     float* outputGains;
     float* modeState;
     float* coefficients;
+    uint32_t numInputs;
+    uint32_t numOutputs;
 };
 
 // __m256 carries may_alias, which a template argument drops; the type is the same, so the warning is noise.

@@ -3,8 +3,19 @@
 #include "modal/lamina/bank_loading.h"
 #include "modal/lamina/mode_thread.h"
 
+#include <cmath>
+
 namespace qor
 {
+
+namespace
+{
+/** How long the old modes ring on under a falling half cosine after a take-over. Long enough that the fade's
+    own spectrum (a main lobe some 70 Hz wide) never sounds as a click on a bright tail, short enough that it
+    is over before the next take-over can come (50 ms of hold-off at the least), so that one second set of
+    states serves, and that a sweep pays for both sets less than half of the time. */
+constexpr double takeOverFadeSeconds = 0.03;
+} // namespace
 
 void Lamina::State::updateLowCut()
 {
@@ -107,7 +118,8 @@ void Lamina::State::takeOver()
     retiredTable = std::move(table);
     table = std::move(builtTable);
     computeRequested.store(0, std::memory_order_release);
-    bank->clear();
+    // The old modes fade out on the bank's second set of states while the new ones start from rest.
+    bank->fadeOut(static_cast<uint32_t>(std::lround(sampleRate * takeOverFadeSeconds)));
     loadBank();
     // The build read every damping value: a sweep under way has nothing left to do.
     stopDampingSweep();

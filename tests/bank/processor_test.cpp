@@ -121,6 +121,30 @@ INSTANTIATE_TEST_SUITE_P(Bank, EveryFamily,
                          ::testing::Values(&families[0], &families[1], &families[2], &families[3]),
                          familyName);
 
+// A copy rings on exactly as its source, in every layout; a bank of another layout is refused.
+TEST_P(EveryFamily, CopyRingsOnAsItsSource)
+{
+    for (const auto& layout : layouts)
+    {
+        auto source = make(layout.inputs, layout.outputs, 64);
+        auto copy = make(layout.inputs, layout.outputs, 64);
+        fillRandom(*source, 64, layout.inputs, layout.outputs, 7);
+        source->setNumModes(50);
+        run(*source, noise(layout.inputs, 300, 8), layout.outputs);
+
+        ASSERT_TRUE(copy->copyModesFrom(*source));
+        const Signal more = noise(layout.inputs, 200, 9);
+        const Signal a = run(*source, more, layout.outputs);
+        const Signal b = run(*copy, more, layout.outputs);
+        for (uint32_t o = 0; o < layout.outputs; ++o)
+            EXPECT_TRUE(sameBits(a.data[o], b.data[o]))
+                << layout.inputs << " in, " << layout.outputs << " out";
+
+        auto other = make(layout.inputs == 1 ? 2 : 1, layout.outputs, 64);
+        EXPECT_FALSE(other->copyModesFrom(*source));
+    }
+}
+
 // One mode, impulse into input 0: g_in * g_out * r^n * cos(n w / fs) from sample 0, on output 0 of every
 // layout (channel 0's gains sit where every family reads them for mode 0).
 TEST_P(EveryFamily, ImpulseRingsAsTheClosedForm)

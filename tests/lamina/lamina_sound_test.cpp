@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 
 namespace qor
@@ -75,6 +76,52 @@ TEST(LaminaLevel, WetLevelHoldsAcrossQualities)
         highest = std::max(highest, level);
     }
     EXPECT_LT(highest - lowest, 1.0);
+}
+
+double largestStep(const std::vector<float>& x, size_t from, size_t to)
+{
+    double step = 0;
+    for (size_t n = std::max<size_t>(from, 1); n < to; ++n)
+        step = std::max(step, std::fabs(static_cast<double>(x[n]) - x[n - 1]));
+    return step;
+}
+
+/** A geometry change while a low tail rings: the old modes fade out instead of stopping, so the output moves
+   no faster than the tail itself did, at the take-over and where the fade ends. (When the tail was cut at
+   once, the step was up to forty times the tail's own.) */
+TEST(LaminaTakeOver, OldTailFadesOutWithoutAStep)
+{
+    const double rate = 48000;
+    LaminaRig rig(test::smallSheet(true, 256));
+    rig.lamina->setParameter(ids().mix, 1.0f);
+    const auto burst = static_cast<size_t>(0.1 * rate);
+    const auto ring = static_cast<size_t>(0.1 * rate);
+    std::vector<float> input(burst + ring, 0.0f);
+    for (size_t n = 0; n < burst; ++n)
+        input[n] = static_cast<float>(0.5 * std::sin(2 * M_PI * 150 * static_cast<double>(n) / rate));
+    auto before = rig.render({input, input}, 256);
+    const auto takeOvers = rig.stats().takeOvers.load();
+
+    // Offline, the next block takes the new table over at its head.
+    rig.lamina->setParameter(ids().area, 0.7f);
+    const auto after = rig.render({std::vector<float>(static_cast<size_t>(0.1 * rate), 0.0f),
+                                   std::vector<float>(static_cast<size_t>(0.1 * rate), 0.0f)},
+                                  256);
+    ASSERT_EQ(rig.stats().takeOvers.load(), takeOvers + 1);
+
+    for (size_t c = 0; c < 2; ++c)
+    {
+        std::vector<float> y = before[c];
+        y.insert(y.end(), after[c].begin(), after[c].end());
+        const size_t takeOver = before[c].size();
+        const auto window = static_cast<size_t>(0.01 * rate);
+        const double tailStep = largestStep(y, takeOver - window, takeOver);
+        ASSERT_GT(tailStep, 1e-4);
+        // The take-over, the whole fade and 10 ms beyond its end.
+        EXPECT_LE(largestStep(y, takeOver, takeOver + static_cast<size_t>(0.04 * rate)), tailStep) << c;
+        // Gone after the fade: the new modes heard no input.
+        EXPECT_LT(test::peak(std::vector<float>(y.end() - 256, y.end())), 1e-3 * tailStep) << c;
+    }
 }
 
 } // namespace
