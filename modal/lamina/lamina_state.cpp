@@ -120,6 +120,7 @@ void Lamina::State::prepare(double newSampleRate, uint32_t newMaxBlockSize)
         f.setCoefficients(pre);
     for (auto& f : deEmphasis)
         f.setCoefficients(de);
+    driveShaper.prepare(sampleRate);
 
     const auto longestDelay = std::max<uint32_t>(maxBlockSize, static_cast<uint32_t>(sampleRate));
     for (uint32_t c = 0; c < numInputs; ++c)
@@ -169,6 +170,7 @@ void Lamina::State::reset()
         f.clear();
     for (auto& f : deEmphasis)
         f.clear();
+    driveShaper.reset();
     for (auto& d : delays)
         d->clear();
 }

@@ -4,6 +4,7 @@
 #include "modal/bank/imodal_bank.h"
 #include "modal/lamina/band_table.h"
 #include "modal/lamina/bank_loading.h"
+#include "modal/lamina/drive.h"
 #include "modal/lamina/lamina.h"
 #include "modal/lamina/mode_synthesis.h"
 #include "modal/lamina/signal_blocks.h"
@@ -130,6 +131,8 @@ private:
     std::vector<std::shared_ptr<SampleDelay>> delays;
     std::vector<ShelfFilter> preEmphasis;
     std::vector<ShelfFilter> deEmphasis;
+    /** Between the two shelves, for every input channel at once. */
+    DriveShaper driveShaper;
     std::vector<Biquad> lowCut;
     MonotoneCubicTable bandDecayTable;
     MonotoneCubicTable eqTable;

@@ -94,22 +94,11 @@ void Lamina::State::render(ProcessContext& context, uint32_t numSamples, float* 
             delay.advance(chunk);
         }
 
-        const float driveValue = drive;
-        const double k = std::pow(4.0, static_cast<double>(driveValue));
-        const double norm = 1.0 / std::tanh(k);
-        const double driveGain = driveValue * norm;
-        const float clean = 1.0f - driveValue;
         for (uint32_t c = 0; c < numInputs; ++c)
-        {
-            float* x = inputs[c];
-            preEmphasis[c].process(x, chunk);
-            // At 0 the shaper is the identity; skipping tanh there saves its cost and changes no sample.
-            if (driveValue != 0.0f)
-                for (uint32_t i = 0; i < chunk; ++i)
-                    x[i] = static_cast<float>(std::tanh(x[i] * k) * driveGain +
-                                              static_cast<double>(x[i] * clean));
-            deEmphasis[c].process(x, chunk);
-        }
+            preEmphasis[c].process(inputs[c], chunk);
+        driveShaper.process(inputs, numInputs, chunk, drive);
+        for (uint32_t c = 0; c < numInputs; ++c)
+            deEmphasis[c].process(inputs[c], chunk);
 
         bank->process(outputs, inputs, chunk);
 
