@@ -8,6 +8,8 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
+#include <array>
+#include <chrono>
 #include <cmath>
 #include <memory>
 #include <thread>
@@ -125,10 +127,120 @@ void BM_UpdateModulation_20000(benchmark::State& state)
     state.counters["modes"] = static_cast<double>(qor::LaminaProbe::table(laminaState)->size());
 }
 
-/** One block of 256 samples at 48 kHz, the whole path, once the first build has been taken over. */
+/** A bank of the full 20000 modes of the largest sheet, loaded and ringing; the workers of this machine. */
+struct LoadedBank
+{
+    LoadedBank() : bank(2, 2, 20000, qor::defaultBankWorkerCount(), 128, 256, 48000)
+    {
+        qor::ModeSynthesisInputs inputs;
+        inputs.quality = 5;
+        inputs.area = 6;
+        inputs.aspectRatio = 1;
+        table = qor::computeModeTable(inputs);
+        qor::setBandGainTable(eq, {});
+        settings.eqTable = &eq;
+        qor::loadBank(bank, *table, settings);
+        for (size_t n = 0; n < 256; ++n)
+            in[0][n] = in[1][n] = n % 64 == 0 ? 0.5f : 0.0f;
+        process();
+    }
+    void process()
+    {
+        const float* inputs[2] = {in[0].data(), in[1].data()};
+        float* outputs[2] = {out[0].data(), out[1].data()};
+        bank.process(outputs, inputs, 256);
+    }
+
+    qor::ModalBankMultiCore bank;
+    std::shared_ptr<qor::LaminaModeTable> table;
+    qor::MonotoneCubicTable eq;
+    qor::LoadBankSettings settings;
+    std::array<std::array<float, 256>, 2> in{};
+    std::array<std::array<float, 256>, 2> out{};
+};
+
+/** A block of 256 samples of the bank alone (argument 0) and one while a take-over's fade runs (argument 1):
+    the old table's 20000 modes ring on beside the new table's. */
+void BM_BankBlock_256_Insane(benchmark::State& state)
+{
+    LoadedBank loaded;
+    if (state.range(0) != 0)
+    {
+        loaded.bank.fadeOut(1u << 30); // longer than the benchmark runs
+        qor::loadBank(loaded.bank, *loaded.table, loaded.settings);
+    }
+    const juce::ScopedNoDenormals noDenormals;
+    for (auto _ : state)
+        loaded.process();
+}
+
+/** What the take-over itself costs on the audio thread: the copy into the second set, then the load. */
+void BM_TakeOver_Insane(benchmark::State& state)
+{
+    LoadedBank loaded;
+    for (auto _ : state)
+    {
+        loaded.bank.fadeOut(1440);
+        qor::loadBank(loaded.bank, *loaded.table, loaded.settings);
+    }
+}
+
+/** Ten seconds of 256-sample blocks at 48 kHz, paced by the clock as a host would, while Area sweeps between
+   4 and 6 at "Insane" with a change every 50 ms: every take-over that the mode thread's builds allow happens,
+    each with its fade. Counters: load (time in blocks over the audio's time), the slowest block over a
+   block's time, and the take-overs. */
+void BM_AreaSweep_10s_Insane(benchmark::State& state)
+{
+    constexpr uint32_t block = 256;
+    constexpr double rate = 48000;
+    PreparedLamina rig(block);
+    auto& stats = *qor::LaminaProbe::stats(qor::LaminaProbe::processState(*rig.lamina));
+    while (stats.takeOvers.load() == 0)
+    {
+        rig.process(block);
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    const juce::ScopedNoDenormals noDenormals;
+    using Clock = std::chrono::steady_clock;
+    for (auto _ : state)
+    {
+        const auto takeOversBefore = stats.takeOvers.load();
+        const uint64_t total = static_cast<uint64_t>(10 * rate);
+        const auto start = Clock::now();
+        double busy = 0, slowest = 0;
+        float area = 6, step = -0.02f;
+        uint64_t nextChange = 0;
+        for (uint64_t done = 0; done < total; done += block)
+        {
+            if (done >= nextChange)
+            {
+                if (area + step < 4 || area + step > 6)
+                    step = -step;
+                area += step;
+                rig.lamina->setParameter(Lamina::ids().area, area);
+                nextChange += static_cast<uint64_t>(0.05 * rate);
+            }
+            std::this_thread::sleep_until(start + std::chrono::duration<double>(done / rate));
+            rig.left[done % block] = 0.5f;
+            const auto t0 = Clock::now();
+            rig.process(block);
+            const double spent = std::chrono::duration<double>(Clock::now() - t0).count();
+            busy += spent;
+            slowest = std::max(slowest, spent);
+        }
+        state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
+        state.counters["load"] = busy / (total / rate);
+        state.counters["slowestBlock"] = slowest / (block / rate);
+        state.counters["takeOvers"] = static_cast<double>(stats.takeOvers.load() - takeOversBefore);
+    }
+}
+
+/** One block of 256 samples at 48 kHz, the whole path, once the first build has been taken over; the argument
+    is Drive in percent. */
 void BM_RenderBlock_256_Insane(benchmark::State& state)
 {
     PreparedLamina rig(256);
+    rig.lamina->setParameter(Lamina::ids().drive, static_cast<float>(state.range(0)) * 0.01f);
     auto& stats = *qor::LaminaProbe::stats(qor::LaminaProbe::processState(*rig.lamina));
     while (stats.takeOvers.load() == 0)
     {
@@ -180,12 +292,15 @@ void BM_Block_64_DecayChange(benchmark::State& state)
 BENCHMARK(BM_LoadBank_20000)->ArgName("form")->Arg(0)->Arg(1)->Arg(2)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_UpdateModulation_20000)->Unit(benchmark::kMicrosecond);
 // Wall time: the workers share the block with the calling thread.
-BENCHMARK(BM_RenderBlock_256_Insane)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(BM_RenderBlock_256_Insane)->Arg(0)->Arg(100)->Unit(benchmark::kMicrosecond)->UseRealTime();
 BENCHMARK(BM_Block_64_DecayChange)
     ->ArgName("change")
     ->Arg(0)
     ->Arg(1)
     ->Unit(benchmark::kMicrosecond)
     ->UseRealTime();
+BENCHMARK(BM_BankBlock_256_Insane)->Arg(0)->Arg(1)->Unit(benchmark::kMicrosecond)->UseRealTime();
+BENCHMARK(BM_TakeOver_Insane)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_AreaSweep_10s_Insane)->Iterations(1)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 } // namespace
