@@ -6,6 +6,7 @@
 
 #include <tinyxml2.h>
 
+#include <atomic>
 #include <cstring>
 
 namespace qor
@@ -169,6 +170,22 @@ bool LaminaPlugin::setState(const std::vector<uint8_t>& bytes, const juce::Strin
             lamina->clearModified();
     }
     return loaded;
+}
+
+namespace
+{
+std::atomic<LaminaPlugin::EditorMaker> editorMaker{nullptr};
+}
+
+void LaminaPlugin::setEditorMaker(EditorMaker maker)
+{
+    editorMaker.store(maker);
+}
+
+MainPluginWindowBase* LaminaPlugin::createEditor()
+{
+    const auto maker = editorMaker.load();
+    return maker != nullptr ? maker(*this) : nullptr;
 }
 
 LaminaPluginFactory& LaminaPluginFactory::instance()

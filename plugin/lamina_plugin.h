@@ -20,6 +20,13 @@ public:
     void setChannelConfig(ChannelConfig channels) override;
     void process(PluginAudioBuffer& block) override;
     bool setState(const std::vector<uint8_t>& bytes, const juce::String& presetPath) override;
+    /** The editor of the program that installed one (see setEditorMaker), else none. */
+    MainPluginWindowBase* createEditor() override;
+
+    /** Makes the editor window for one instance. The user-interface library installs it, so that the core and
+        its tests build without JUCE's GUI modules. */
+    using EditorMaker = MainPluginWindowBase* (*)(LaminaPlugin& plugin);
+    static void setEditorMaker(EditorMaker maker);
 
     /** The element parameters shown to the host, in slot order. */
     static const std::vector<juce::String>& hostParameterNames();

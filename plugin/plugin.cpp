@@ -115,6 +115,23 @@ LivePluginTable& livePlugins()
     return table;
 }
 
+/** One store per key for the whole process: every instance writes through the same object, so that one
+    instance's save never drops a value another has just set. */
+std::shared_ptr<SettingsStore> sharedSettings(const juce::String& keyPath)
+{
+    static std::mutex mutex;
+    static std::map<juce::String, std::weak_ptr<SettingsStore>> stores;
+    const std::lock_guard<std::mutex> l(mutex);
+    auto& entry = stores[keyPath];
+    auto store = entry.lock();
+    if (store == nullptr || store->getFile() != SettingsStore::fileForKey(keyPath))
+    {
+        store = std::make_shared<SettingsStore>(keyPath);
+        entry = store;
+    }
+    return store;
+}
+
 /** Sets flush-to-zero and denormals-are-zero for the block and puts the register back afterwards. */
 class ScopedDenormalFlush
 {
@@ -218,6 +235,9 @@ void Plugin::closeAuxOutput(uint32_t index)
 DefaultPluginBase::DefaultPluginBase(int32_t formatCode)
     : Plugin(formatCode), processContext(std::make_unique<ProcessContext>())
 {
+    const auto& definition = getPluginDefinition();
+    applicationProperties =
+        sharedSettings("SOFTWARE\\" + definition.getManufacturerKey() + "\\" + definition.getProductKey());
     events.reserve(1024);
     reserveScratch();
     auto& table = livePlugins();

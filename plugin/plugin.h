@@ -19,6 +19,7 @@ namespace qor
 {
 
 class EngineProxy;
+class MainPluginWindowBase;
 class SettingsStore;
 
 struct AuxOutput
@@ -118,6 +119,12 @@ public:
     }
     virtual void getState(std::vector<uint8_t>& bytes) { bytes.clear(); }
 
+    /** A new editor window for this instance, owned by the caller; none in the base. The window type lives in
+        ui/, so the core knows it only by name. */
+    virtual MainPluginWindowBase* createEditor() { return nullptr; }
+    virtual int32_t getEditorSize() const { return 0; }
+    virtual int32_t getEditorFlags() const { return 0; }
+
     int32_t getFormat() const { return format; }
     uint32_t getSampleRate() const { return sampleRate; }
     uint32_t getNumInputChannels() const { return numInputChannels; }
@@ -207,6 +214,9 @@ public:
 
     std::shared_ptr<Engine> getEngine() const { return engine; }
     EngineProxy* getEngineProxy() const { return engineProxy.get(); }
+    /** The settings of the product shared by every format and instance ("ui.expanded", "editor.showEQ", ...).
+     */
+    SettingsStore& getApplicationProperties() const { return *applicationProperties; }
     ProcessContext& getProcessContext() { return *processContext; }
     AudioBus* getMainBus() const { return mainBus.get(); }
     const std::vector<PluginEvent>& getPendingEvents() const { return events; }
@@ -271,6 +281,7 @@ protected:
     uint32_t nextFreeSlot = 0;
     std::shared_ptr<Engine> engine;
     std::unique_ptr<EngineProxy> engineProxy;
+    std::shared_ptr<SettingsStore> applicationProperties;
 
 private:
     juce::CriticalSection slotLock;
