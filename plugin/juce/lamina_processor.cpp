@@ -1,6 +1,8 @@
 #include "plugin/juce/lamina_processor.h"
 
 #include "engine/engine_proxy.h"
+#include "plugin/juce/editor_host.h"
+#include "ui/shell/lamina_plugin_ui_v2.h"
 
 #include <cmath>
 #include <cstring>
@@ -34,6 +36,7 @@ LaminaProcessor::LaminaProcessor()
                                .withInput("Input", juce::AudioChannelSet::stereo(), true)
                                .withOutput("Output", juce::AudioChannelSet::stereo(), true))
 {
+    installLaminaEditor();
     plugin.reset(
         static_cast<LaminaPlugin*>(LaminaPluginFactory::instance().create(formatCodeFor(wrapperType))));
     connectSignals();
@@ -237,7 +240,10 @@ void LaminaProcessor::processBlockBypassed(juce::AudioBuffer<float>& buffer, juc
 
 juce::AudioProcessorEditor* LaminaProcessor::createEditor()
 {
-    return new juce::GenericAudioProcessorEditor(*this);
+    std::unique_ptr<juce::Component> window(plugin->createEditor());
+    if (window == nullptr)
+        return new juce::GenericAudioProcessorEditor(*this);
+    return new EditorHost(*this, std::move(window));
 }
 
 namespace
