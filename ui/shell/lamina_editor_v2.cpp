@@ -129,7 +129,7 @@ LaminaEditorv2::LaminaEditorv2(const EditorContext& c)
 
     expandButton.setTooltip("Shows or hides the decay, EQ and output controls");
     expandButton.setToggleState(isExpanded(), juce::dontSendNotification);
-    expandButton.onClick = [this] { expanded.setValue(expandButton.getToggleState()); };
+    expandButton.onClick = [this] { setExpanded(expandButton.getToggleState()); };
     addAndMakeVisible(expandButton);
 
     material.onChange = [this](float value) { setMaterial(juce::roundToInt(value)); };
@@ -174,6 +174,12 @@ ParamSpinnerLabel& LaminaEditorv2::getReadout(const juce::String& parameter) con
             return *readout;
     jassertfalse;
     return *readouts.front();
+}
+
+void LaminaEditorv2::setExpanded(bool shouldBeExpanded)
+{
+    expanded.setValue(shouldBeExpanded);
+    expanded.getValueSource().sendChangeMessage(true);
 }
 
 void LaminaEditorv2::valueChanged(juce::Value&)

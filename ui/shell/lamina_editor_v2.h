@@ -33,6 +33,8 @@ public:
 
     juce::Value& getExpandedValue() { return expanded; }
     bool isExpanded() const { return bool(expanded.getValue()); }
+    /** Switches the layout now (a change of the value alone switches it a moment later). */
+    void setExpanded(bool shouldBeExpanded);
     /** The window size of the present layout. */
     juce::Rectangle<int> getLayoutBounds() const;
     /** Told after a layout switch with the new window size. */

@@ -32,7 +32,7 @@ constexpr LowerKnob lowerRow[] = {{"Drive", "Drive", 32, 88, 60},
                                   {"StereoWidth", "Width", 295, 351, 60},
                                   {"Gain", "Gain", 416, 472, 87}};
 constexpr int lowerCaptionY = 436, lowerCaptionH = 21;
-constexpr int lowerKnobY = 430;
+constexpr int lowerKnobY = 434;
 } // namespace
 
 RightPanel::RightPanel(const EditorContext& c)
