@@ -85,6 +85,9 @@ TEST_F(EditorTest, TheLayoutSwitchResizesTheWindowAndMakesOrDropsTheRightPanel)
     EXPECT_EQ(window->getFooter().getBounds(), juce::Rectangle<int>(0, 535, 1058, 20));
     EXPECT_EQ(editor.getIndexOfChildComponent(editor.getBackground()), 0);
     EXPECT_TRUE(settings().getBoolValue(settingsKeys::expanded)) << "written at once";
+    // The button and the meters stand within the panel's area and must still take the mouse.
+    const auto buttonCentre = editor.getExpandButton().getBounds().getCentre();
+    EXPECT_EQ(editor.getComponentAt(buttonCentre), &editor.getExpandButton());
 
     // The next window opens as the last one was left.
     window.reset();

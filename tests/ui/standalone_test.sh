@@ -18,39 +18,46 @@ fail() {
     exit 1
 }
 
+SECONDS=0
 window=$(timeout 60 xdotool search --sync --onlyvisible --name '^Lamina$' | head -n 1) || fail "no window"
 
 geometry() { xdotool getwindowgeometry --shell "$window" | grep -E "^(X|Y|WIDTH|HEIGHT)=" | tr '\n' ' '; }
-# Waits (up to a minute) until the window is `want` pixels wider than the editor's condensed width.
+eval "$(geometry)"
+# The program's frame around the editor: a border of a pixel or two on each side.
+frame=$((WIDTH - 508))
+((frame >= 0 && frame <= 8 && HEIGHT >= 555)) || fail "window $WIDTH x $HEIGHT holds no 508 x 555 editor"
+# The editor fills the bottom of the window: its origin on the screen (the window may move as it resizes).
+origin() {
+    eval "$(geometry)"
+    ox=$((X + frame / 2))
+    oy=$((Y + HEIGHT - 555 - frame / 2))
+}
+
+# Waits (up to a minute) until the window holds an editor `want` pixels wide.
 wait_for_width() {
     local want=$1
     for _ in $(seq 1 300); do
         eval "$(geometry)"
-        if ((WIDTH - 508 == want)); then
+        if ((WIDTH - frame == want)); then
             return 0
         fi
         sleep 0.2
     done
-    fail "window width $WIDTH, expected $((508 + want))"
+    fail "window width $WIDTH, expected $((want + frame))"
 }
-
-wait_for_width 0
-eval "$(geometry)"
-# The editor fills the bottom of the window: its origin on the screen.
-ox=$X
-oy=$((Y + HEIGHT - 555))
-((HEIGHT >= 555)) || fail "window height $HEIGHT"
 
 sleep 1
 import -window "$window" "$shots/standalone-condensed.png"
 
+origin
 # The expand button under the meters (463, 376, 29 x 30 in the condensed editor).
 xdotool mousemove $((ox + 477)) $((oy + 391)) click 1
-wait_for_width 550
+wait_for_width 1058
 sleep 1
 import -window "$window" "$shots/standalone-expanded.png"
 
+origin
 # Expanded, it sits under the meters at 1013, 435.
 xdotool mousemove $((ox + 1027)) $((oy + 450)) click 1
-wait_for_width 0
-echo "standalone: condensed 508 wide, expanded 1058, condensed again; screenshots in $shots"
+wait_for_width 508
+echo "standalone: ${SECONDS} s; condensed 508 wide, expanded 1058, condensed again; screenshots in $shots"

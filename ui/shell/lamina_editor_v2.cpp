@@ -212,6 +212,10 @@ void LaminaEditorv2::applyLayout()
         rightPanel = std::make_unique<RightPanel>(context);
         rightPanel->setBounds(482, 45, 576, windowHeight - 45);
         addAndMakeVisible(*rightPanel);
+        // The meters and the expand button stand inside the panel's area, above it.
+        inputMeter->toFront(false);
+        outputMeter->toFront(false);
+        expandButton.toFront(false);
     }
     placeMeters();
     resized();

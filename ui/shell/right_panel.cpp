@@ -42,6 +42,8 @@ RightPanel::RightPanel(const EditorContext& c)
                 "resource/svg/decay_sidebar_RTA_on_25x25.svg")
 {
     setComponentID("RightPanel");
+    // Clicks on the panel itself pass to what lies under it (the meters and the expand button).
+    setInterceptsMouseClicks(false, true);
     showEQ = context.settings.getBoolValue(settingsKeys::showEQ, false);
     showControls = context.settings.getBoolValue(settingsKeys::showControls, true);
     showRTA = context.settings.getBoolValue(settingsKeys::showRTA, false);
