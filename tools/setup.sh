@@ -9,7 +9,7 @@ packages=(
     libfreetype-dev libfontconfig1-dev libx11-dev libxrandr-dev libxinerama-dev libxcursor-dev libxext-dev
     libxcomposite-dev libasound2-dev libjack-jackd2-dev libgl-dev
     fonts-dejavu-core fonts-roboto-unhinted fonts-inter python3-numpy python3-pil
-    jalv jackd2 lilv-utils sordi serdi xvfb xdotool imagemagick
+    jalv jackd2 lilv-utils sordi serdi xvfb x11-utils xdotool imagemagick
 )
 if [[ "${1:-}" == "--test-extras" ]]; then
     packages+=(clang-format valgrind)
