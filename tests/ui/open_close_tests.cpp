@@ -55,7 +55,7 @@ TEST_F(EditorTest, FiftyOpeningsAndClosingsWhileAudioRuns)
     }
     stop.store(true);
     audio.join();
-    EXPECT_GT(blocks.load(), 100u);
+    EXPECT_GE(blocks.load(), 100u) << "two blocks or more ran while each window was open";
 }
 
 } // namespace qor::test

@@ -3,6 +3,8 @@
 // element goes away.
 #include "tests/ui/ui_test_support.h"
 
+#include "modal/lamina/value_texts.h"
+#include "tests/support/lamina_probe.h"
 #include "ui/shell/lock_menu.h"
 #include "ui/widgets/param_button.h"
 #include "ui/widgets/param_label.h"
@@ -78,7 +80,9 @@ TEST_F(EditorTest, AKnobDragSendsSecondsToTheSheetAndIsOneGestureForTheHost)
         << "the knob's position is the value's";
     EXPECT_NEAR(plugin->getParameterNormalised(slot("Decay")), float(knob.getValue()), 1e-4f);
     render();
-    EXPECT_FLOAT_EQ(sheet().getLaminaState().decay.load(), seconds) << "and the audio side takes it";
+    EXPECT_FLOAT_EQ(LaminaProbe::value<float>(sheet(), LaminaProbe::processState(sheet()), id("Decay")),
+                    seconds)
+        << "and the audio side takes it";
 
     // The echo of its own change moves nothing.
     const double position = knob.getValue();
