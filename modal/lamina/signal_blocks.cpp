@@ -175,17 +175,18 @@ void Biquad::process(float* samples, uint32_t count)
     s2 = z2;
 }
 
-AnalyserRing::AnalyserRing(uint32_t size) : buffer(std::max<uint32_t>(size, 2), 0.0f) {}
+AnalyserRing::AnalyserRing(uint32_t size) : buffer(std::max<uint32_t>(size, 2)) {}
 
 void AnalyserRing::push(const float* samples, uint32_t count)
 {
     const uint32_t n = size();
-    float* data = buffer.data();
+    auto* data = buffer.data();
     while (count > 0)
     {
         const uint32_t w = writeIndex.load(std::memory_order_relaxed);
         const uint32_t run = std::min(count, n - w);
-        std::memcpy(data + w, samples, run * sizeof(float));
+        for (uint32_t i = 0; i < run; ++i)
+            data[w + i].store(samples[i], std::memory_order_relaxed);
         const uint32_t r = readIndex.load(std::memory_order_acquire);
         const uint32_t free = (r + n - w - 1) % n;
         const uint32_t next = (w + run) % n;
@@ -212,9 +213,8 @@ uint32_t AnalyserRing::pop(float* target, uint32_t maxCount)
     uint32_t r = readIndex.load(std::memory_order_acquire);
     const uint32_t w = writeIndex.load(std::memory_order_acquire);
     const uint32_t take = std::min((w + n - r) % n, maxCount);
-    const uint32_t firstRun = std::min(take, n - r);
-    std::memcpy(target, buffer.data() + r, firstRun * sizeof(float));
-    std::memcpy(target + firstRun, buffer.data(), (take - firstRun) * sizeof(float));
+    for (uint32_t i = 0, j = r; i < take; ++i, j = j + 1 == n ? 0 : j + 1)
+        target[i] = buffer[j].load(std::memory_order_relaxed);
     // If the writer has moved readIndex meanwhile, its value stands.
     readIndex.compare_exchange_strong(r, (r + take) % n, std::memory_order_acq_rel);
     return take;

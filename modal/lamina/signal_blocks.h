@@ -95,7 +95,9 @@ struct Biquad
 };
 
 /** Single-writer, single-reader ring of samples for the analyser. The writer is never held back: on overflow
-   it moves readIndex itself and the oldest samples are lost, so a reader must expect a stale read. */
+   it moves readIndex itself and the oldest samples are lost, so a reader must expect a stale read. The writer
+   may then be overwriting the very samples the reader copies, so each sample is a relaxed atomic: a lapped
+   reader gets a mix of old and new samples, never a torn one. */
 class AnalyserRing
 {
 public:
@@ -112,7 +114,7 @@ public:
     uint32_t pop(float* target, uint32_t maxCount);
 
 private:
-    std::vector<float> buffer;
+    std::vector<std::atomic<float>> buffer;
     std::atomic<uint32_t> writeIndex{0};
     std::atomic<uint32_t> readIndex{0};
 };
