@@ -445,11 +445,12 @@ def background(expanded):
     recess(cv, lambda X, Y: sd_rrect(X, Y, bx, by, bw, bh, 6), SHEET_BAY, BAY, depth=5.0, shadow=0.6,
            lip=0.18, floor_light=bay_light, seed=41, grain=0.008)
 
-    # Read-outs: a glass strip for the values and the captions printed under it.
+    # Read-outs: a glass strip for the values and the captions printed under it, flush left with the values
+    # (the right ends of the spans hold the padlocks).
     x, y, w, h = READOUT_GLASS
     glass(cv, x, y, w, h, 3, seed=42)
     for name, sx, sw in READOUT_SPANS:
-        printed_text(cv, name, sx + sw / 2, READOUT_CAPTION_Y, 6, align="centre", alpha=0.8)
+        printed_text(cv, name, sx + 1, READOUT_CAPTION_Y, 6, alpha=0.8)
     for _, sx, sw in READOUT_SPANS[1:]:
         # Hairlines that part the read-outs inside the glass.
         vline(cv, sx - 3, y + 4, y + h - 4, rgb(0x3A4A4E), 0.5, 0.8)
