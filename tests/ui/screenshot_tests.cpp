@@ -104,9 +104,12 @@ class ScreenshotTest : public EditorTest
 protected:
     /** Opens the window on the screen with some audio through it, and captures it until every region passes
         (the X server shows the window a moment after it is mapped) or a generous number of tries is spent. */
-    void captureAndCheck(bool expanded, const std::vector<Region>& extra, const char* fileName)
+    void captureAndCheck(bool expanded, const std::vector<Region>& extra, const char* fileName,
+                         bool eq = false, bool analyser = false)
     {
         settings().setValue(settingsKeys::expanded, expanded);
+        settings().setValue(settingsKeys::showEQ, eq);
+        settings().setValue(settingsKeys::showRTA, analyser);
         auto window = open();
         window->setTopLeftPosition(0, 0);
         window->addToDesktop(0);
@@ -168,6 +171,31 @@ TEST_F(ScreenshotTest, TheExpandedWindowShowsThePanelInItsColours)
                      {"lower captions", {570, 481, 60, 21}, {}, true},
                      {"right panel below the knobs", {600, 410, 300, 50}, {}, true, 0.45f}},
                     "expanded.png");
+}
+
+TEST_F(ScreenshotTest, TheDecayAndEQPagesDrawTheirCurvesOverTheSpectrumOfTheNoise)
+{
+    // The display stands at 514, 68; the spectrum of the noise fills its lower part in amber.
+    const juce::Rectangle<int> display(514, 68, 486, 253);
+    // A painted band curve: the top four bands ring for 1.5 s, and the combined decay dips with them.
+    for (int band = 8; band < 12; ++band)
+        sheet().setParameter(sheet().getParameterId("BandDecay" + juce::String(band)), 1.5f);
+    const float gains[] = {0, 0, -3, -4, -2, 0, 0, 1, 4, 6, 3, 0};
+    for (int band = 0; band < 12; ++band)
+        sheet().setParameter(sheet().getParameterId("BandGain" + juce::String(band)), gains[band]);
+    sheet().setParameter(id("LowCutGain"), -15.0f);
+    sheet().setParameter(id("LowCutFreq"), 150.0f);
+    tick();
+    captureAndCheck(true,
+                    {{"decay display", display, juce::Colour(0xff0e6662), true},
+                     {"damper curve", display, juce::Colour(0xff99589e), true},
+                     {"analyser", display.withTrimmedTop(150), juce::Colour(0xff887a5c), true}},
+                    "decay_page.png", false, true);
+    captureAndCheck(true,
+                    {{"EQ display", display, juce::Colour(0xff0e6662), true},
+                     {"low cut curve", display, juce::Colour(0xff99571d), true},
+                     {"analyser", display.withTrimmedTop(150), juce::Colour(0xff887a5c), true}},
+                    "eq_page.png", true, true);
 }
 
 } // namespace qor::test

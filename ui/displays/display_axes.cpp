@@ -10,6 +10,8 @@ namespace
 {
 constexpr float inverseLn1000 = 0.14476483f;
 constexpr float labelHeight = 12.0f;
+// The page's switches cover the lowest 30 pixels of the display; the labels stand just above them.
+constexpr float labelBottom = 33.0f;
 
 juce::String frequencyLabel(int hz)
 {
@@ -49,9 +51,10 @@ void drawFrequencyGrid(juce::Graphics& g, float width, float height)
             if (start <= previousEnd + 2.0f || start + textWidth >= width - 20.0f)
                 continue;
             g.setColour(gridColour);
-            g.drawText(text,
-                       juce::Rectangle<float>(start, height - labelHeight - 2.0f, textWidth, labelHeight),
-                       juce::Justification::centredLeft, false);
+            g.drawText(
+                text,
+                juce::Rectangle<float>(start, height - labelBottom - labelHeight, textWidth, labelHeight),
+                juce::Justification::centredLeft, false);
             previousEnd = start + textWidth;
         }
 }

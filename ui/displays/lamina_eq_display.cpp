@@ -112,9 +112,11 @@ void LaminaEQDisplay::rebuildCurves()
     for (size_t c = 0; c < numCurves; ++c)
     {
         curves[c].clear();
-        curves[c].startNewSubPath(points[c].front());
+        // Kept a pixel inside the edges, so that a curve at its limit still shows whole.
+        const auto inside = [h](juce::Point<float> p) { return p.withY(juce::jlimit(1.0f, h - 1.0f, p.y)); };
+        curves[c].startNewSubPath(inside(points[c].front()));
         for (size_t i = 1; i < points[c].size(); ++i)
-            curves[c].lineTo(points[c][i]);
+            curves[c].lineTo(inside(points[c][i]));
     }
 }
 
@@ -147,6 +149,8 @@ void LaminaEQDisplay::paint(juce::Graphics& g)
         area.closeSubPath();
         g.setColour(colour.withAlpha(0.18f));
         g.fillPath(area);
+        g.setColour(colour.withAlpha(0.2f));
+        g.strokePath(curves[size_t(c)], juce::PathStrokeType(6.0f, juce::PathStrokeType::curved));
         g.setColour(colour);
         g.strokePath(curves[size_t(c)],
                      juce::PathStrokeType(bright ? 2.5f : 1.8f, juce::PathStrokeType::curved,

@@ -164,9 +164,9 @@ void SpectrumAnalyzerView2::paint(juce::Graphics& g)
         return;
     const float h = float(getHeight());
     g.setGradientFill(
-        juce::ColourGradient(juce::Colour(0x70f0c070), 0.0f, 0.0f, juce::Colour(0x08f0c070), 0.0f, h, false));
+        juce::ColourGradient(juce::Colour(0x58f0c070), 0.0f, 0.0f, juce::Colour(0x06f0c070), 0.0f, h, false));
     g.fillPath(path);
-    g.setColour(juce::Colour(0x90f5d9a0));
+    g.setColour(juce::Colour(0x78f5d9a0));
     g.strokePath(path, juce::PathStrokeType(1.0f));
 }
 
