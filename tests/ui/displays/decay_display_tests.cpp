@@ -89,6 +89,33 @@ TEST(DecayDisplayAxes, FrequencyAndDecayMapsMeetTheirWorkedValues)
     EXPECT_EQ(displayAxes::paintedBands(5, 5), std::make_pair(5, 5));
 }
 
+TEST(DecayDisplayAxes, AnEarlierCurveWinsUnlessALaterOneIsMoreThanAPixelCloser)
+{
+    // Two level curves 4 pixels apart, tested in the order 3, 0.
+    std::array<juce::Path, 4> paths;
+    paths[3].startNewSubPath(0, 10);
+    paths[3].lineTo(400, 10);
+    paths[0].startNewSubPath(0, 14);
+    paths[0].lineTo(400, 14);
+    bool enabled[] = {true, true, true, true};
+    const auto pick = [&](float y)
+    {
+        return displayAxes::pickCurve(
+            {3, 0}, [&](int c) { return enabled[c]; },
+            [&](int c) -> const juce::Path& { return paths[size_t(c)]; }, {200, y});
+    };
+    EXPECT_EQ(pick(11.0f), 3);
+    EXPECT_EQ(pick(12.4f), 3) << "0.8 pixels closer is not enough";
+    EXPECT_EQ(pick(12.6f), 0) << "1.2 pixels closer takes it";
+    EXPECT_EQ(pick(23.9f), 0);
+    EXPECT_EQ(pick(24.1f), -1) << "10 pixels away is too far";
+    EXPECT_EQ(pick(0.5f), 3);
+    enabled[3] = false;
+    EXPECT_EQ(pick(10.0f), 0);
+    enabled[0] = false;
+    EXPECT_EQ(pick(14.0f), -1);
+}
+
 TEST_F(DecayDisplayTest, CurvesAreTheModelsDampingAtEveryPointAndFollowTheParameters)
 {
     // The default sheet is steel, 2 by 1 m, with Decay 2 s and the damper at 1 kHz.
