@@ -32,6 +32,35 @@ float xOf(float hz)
     return displayAxes::xForFrequency(hz, W);
 }
 
+/** Energy between f1 and f2 in the Hann-windowed 4096 samples from `start`, summed over bins 4 Hz apart. */
+double bandEnergy(const std::vector<float>& x, size_t start, double f1, double f2)
+{
+    constexpr int n = 4096;
+    double total = 0;
+    for (double f = f1; f <= f2; f += 4)
+    {
+        const double c = 2 * std::cos(6.283185307179586 * f / 48000);
+        double s1 = 0, s2 = 0;
+        for (int i = 0; i < n; ++i)
+        {
+            const double w = 0.5 - 0.5 * std::cos(6.283185307179586 * i / n);
+            const double s0 = w * x[start + size_t(i)] + c * s1 - s2;
+            s2 = s1;
+            s1 = s0;
+        }
+        total += s1 * s1 + s2 * s2 - c * s1 * s2;
+    }
+    return total;
+}
+
+/** The 60 dB time of a band, from its energy fall between two moments of the response. */
+double measuredDecay(const std::vector<float>& x, double t1, double t2, double f1, double f2)
+{
+    const double drop = 10 * std::log10(bandEnergy(x, size_t(t1 * 48000), f1, f2) /
+                                        bandEnergy(x, size_t(t2 * 48000), f1, f2));
+    return 60 * (t2 - t1) / drop;
+}
+
 class DecayDisplayTest : public DisplayTest
 {
 protected:
@@ -209,6 +238,42 @@ TEST_F(DecayDisplayTest, APaintedStrokeFillsEveryBandItCrossedAndTheCurvesFollow
         EXPECT_FLOAT_EQ(seconds, 10000.0f);
     EXPECT_LT(curveYAt(display->getCurvePoints(3), xOf(1000)), 0.5f) << "the reset curve lies at the top";
     EXPECT_EQ(display->makeMenu().getNumItems(), 1);
+}
+
+TEST_F(DecayDisplayTest, APaintedBandRingsAsLongInTheAudioAsTheCombinedCurveSays)
+{
+    set("Mix", 1.0f);
+    // Paint the bands from 4 kHz up to 0.2 s.
+    const float y = LaminaDecayDisplay::yForDecay(0.2f, H);
+    stroke(*display, {xOf(2000), 1.0f}, {{xOf(4000), y}, {xOf(19000), y}});
+    tick();
+    ASSERT_NEAR(sheet().getParameter(id("BandDecay8")), 0.2f, 1e-3f);
+    ASSERT_NEAR(sheet().getParameter(id("BandDecay11")), 0.2f, 1e-3f);
+
+    // The sheet's answer to an impulse, wet only.
+    std::vector<float> response;
+    std::vector<float> left(256), right(256);
+    float* channels[] = {left.data(), right.data()};
+    for (int b = 0; b < 160; ++b)
+    {
+        std::fill(left.begin(), left.end(), 0.0f);
+        std::fill(right.begin(), right.end(), 0.0f);
+        if (b == 0)
+            left[0] = right[0] = 1.0f;
+        PluginAudioBuffer buffer;
+        buffer.setChannels(2, 256, channels);
+        buffer.isSilent = false;
+        plugin->process(buffer);
+        response.insert(response.end(), left.begin(), left.end());
+    }
+    const auto curveDecay = [&](float hz)
+    { return LaminaDecayDisplay::decayForY(curveYAt(display->getCombinedPoints(), xOf(hz)), H); };
+    const double high = measuredDecay(response, 0.1, 0.2, 6000, 10000);
+    const double low = measuredDecay(response, 0.1, 0.6, 300, 700);
+    EXPECT_NEAR(high, curveDecay(8000), 0.2 * curveDecay(8000));
+    EXPECT_NEAR(low, curveDecay(500), 0.2 * curveDecay(500));
+    EXPECT_LT(curveDecay(8000), 0.2f);
+    EXPECT_GT(curveDecay(500), 1.0f) << "the bands below were left alone";
 }
 
 TEST_F(DecayDisplayTest, SelectionFollowsTheOrderAndTheSwitchesAndADragMovesThePairInNormalisedUnits)

@@ -14,6 +14,9 @@ protected:
     void SetUp() override
     {
         EditorTest::SetUp();
+        // Offline, a block waits for the modes its parameters ask for: no new table lands in the middle of a
+        // response and clears the resonators.
+        sheet().setOffline(true);
         tap = std::make_unique<AudioTap>(*plugin->getEngineProxy(), "/Lamina");
         context = std::make_unique<EditorContext>(
             EditorContext{*plugin, *plugin->getEngineProxy(), settings(), *tap});

@@ -136,4 +136,27 @@ TEST_F(DisplayTest, TheRunningSheetsOutputReachesTheViewWhileTheAudioThreadWrite
     EXPECT_NE(display.getView(), nullptr);
 }
 
+class SineThroughTheSheet : public DisplayTest, public testing::WithParamInterface<double>
+{
+};
+
+TEST_P(SineThroughTheSheet, PeaksInItsBin)
+{
+    SpectrumDisplay display(*context);
+    display.setBounds(0, 0, 486, 253);
+    display.setVisible(true);
+    set("Mix", 1.0f);
+    int offset = 0;
+    for (int tick = 0; tick < 15; ++tick)
+    {
+        renderSine(*plugin, GetParam(), 8, offset);
+        tap->poll();
+        display.refresh();
+    }
+    ASSERT_NE(display.getView(), nullptr);
+    EXPECT_NEAR(peakOf(*display.getView()).first, GetParam(), binWidth);
+}
+
+INSTANTIATE_TEST_SUITE_P(Frequencies, SineThroughTheSheet, testing::Values(100.0, 1000.0, 10000.0));
+
 } // namespace qor::test
