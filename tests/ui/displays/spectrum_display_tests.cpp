@@ -123,15 +123,12 @@ TEST_F(DisplayTest, TheRunningSheetsOutputReachesTheViewWhileTheAudioThreadWrite
     EXPECT_GT(db, -50.0f);
 
     // The element goes away: the view goes with it and the display is blank; a new one brings a new view.
-    std::vector<uint8_t> saved;
-    plugin->getState(saved);
-    const std::string empty = "<QOR4><Engine/></QOR4>";
-    ASSERT_TRUE(plugin->setState(std::vector<uint8_t>(empty.begin(), empty.end()), {}));
-    tick();
+    auto& proxy = *plugin->getEngineProxy();
+    auto* engine = proxy.getEngine();
+    proxy.setEngine(nullptr);
     display.refresh();
     EXPECT_EQ(display.getView(), nullptr);
-    ASSERT_TRUE(plugin->setState(saved, {}));
-    tick();
+    proxy.setEngine(engine);
     display.refresh();
     EXPECT_NE(display.getView(), nullptr);
 }
