@@ -1,5 +1,6 @@
 #include "modal/bank/family.h"
 #include "modal/bank/poles.h"
+#include "tests/support/float_steps.h"
 
 #include <gtest/gtest.h>
 
@@ -14,18 +15,7 @@ namespace qor
 {
 namespace
 {
-
-/** Distance in representable floats; adjacent floats are 1 apart, +0 and -0 are 0 apart. */
-int64_t floatSteps(float a, float b)
-{
-    auto ordered = [](float x)
-    {
-        int32_t bits;
-        std::memcpy(&bits, &x, sizeof bits);
-        return bits < 0 ? -static_cast<int64_t>(bits & 0x7fffffff) : static_cast<int64_t>(bits);
-    };
-    return std::abs(ordered(a) - ordered(b));
-}
+using test::floatSteps;
 
 // The vector poles against the library's exp, cos and sin, one mode at a time: after the rounding to 32 bits
 // that the bank makes, every value is within one float step, and all but a handful are identical. Decays

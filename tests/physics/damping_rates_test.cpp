@@ -2,6 +2,7 @@
 #include "modal/lamina/damping.h"
 #include "modal/lamina/damping_rates.h"
 #include "modal/lamina/materials.h"
+#include "tests/support/float_steps.h"
 
 #include <gtest/gtest.h>
 
@@ -14,17 +15,7 @@ namespace qor
 {
 namespace
 {
-
-int64_t floatSteps(float a, float b)
-{
-    auto ordered = [](float x)
-    {
-        int32_t bits;
-        std::memcpy(&bits, &x, sizeof bits);
-        return bits < 0 ? -static_cast<int64_t>(bits & 0x7fffffff) : static_cast<int64_t>(bits);
-    };
-    return std::abs(ordered(a) - ordered(b));
-}
+using test::floatSteps;
 
 // The vector rates against dampingRate over frequencies from 1 Hz to 30 kHz, for every material and random
 // settings, the coincidence moved into the audio range among them: within a couple of float steps everywhere
