@@ -208,6 +208,7 @@ void BM_AreaSweep_10s_Insane(benchmark::State& state)
         const uint64_t total = static_cast<uint64_t>(10 * rate);
         const auto start = Clock::now();
         double busy = 0, slowest = 0;
+        uint64_t late = 0, blocks = 0;
         float area = 6, step = -0.02f;
         uint64_t nextChange = 0;
         for (uint64_t done = 0; done < total; done += block)
@@ -227,10 +228,16 @@ void BM_AreaSweep_10s_Insane(benchmark::State& state)
             const double spent = std::chrono::duration<double>(Clock::now() - t0).count();
             busy += spent;
             slowest = std::max(slowest, spent);
+            late += spent > block / rate ? 1 : 0;
+            ++blocks;
         }
         state.SetIterationTime(std::chrono::duration<double>(Clock::now() - start).count());
         state.counters["load"] = busy / (total / rate);
         state.counters["slowestBlock"] = slowest / (block / rate);
+        // Blocks that took longer than they last: each one is a dropout for a host without buffering to
+        // spare.
+        state.counters["lateBlocks"] = static_cast<double>(late);
+        state.counters["blocks"] = static_cast<double>(blocks);
         state.counters["takeOvers"] = static_cast<double>(stats.takeOvers.load() - takeOversBefore);
     }
 }

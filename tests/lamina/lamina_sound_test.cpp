@@ -260,5 +260,42 @@ TEST(LaminaDrive, ZeroIsUntouchedAndSwitchingMakesNoStep)
     EXPECT_LT(largestStep(x, 1, x.size()), 1.05 * largestStep(steady, 2400, steady.size()));
 }
 
+/** The oversampled path delays the wet signal only by a few samples, so it needs no latency reported to the
+    host; measured as the phase lag of a quiet sine (where the shaper is nearly linear) against its input. */
+TEST(LaminaDrive, OversamplingLagsByAFewSamples)
+{
+    for (double rate : {44100.0, 48000.0, 96000.0})
+        for (double frequency : {100.0, 1000.0, 5000.0})
+        {
+            DriveShaper shaper;
+            shaper.prepare(rate);
+            const auto length = static_cast<size_t>(rate / 2);
+            std::vector<float> x(length);
+            for (size_t i = 0; i < length; ++i)
+                x[i] =
+                    static_cast<float>(1e-4 * std::sin(2 * M_PI * frequency * static_cast<double>(i) / rate));
+            auto y = x;
+            for (size_t offset = 0; offset < length; offset += 256)
+            {
+                float* channels[1] = {y.data() + offset};
+                shaper.process(channels, 1, static_cast<uint32_t>(std::min<size_t>(256, length - offset)),
+                               1.0f);
+            }
+            // Correlate the settled second half of both against the sine's phasor.
+            std::complex<double> in, out;
+            for (size_t i = length / 2; i < length; ++i)
+            {
+                const auto w = std::polar(1.0, -2 * M_PI * frequency * static_cast<double>(i) / rate);
+                in += static_cast<double>(x[i]) * w;
+                out += static_cast<double>(y[i]) * w;
+            }
+            auto lagRadians = std::arg(in) - std::arg(out);
+            while (lagRadians < 0)
+                lagRadians += 2 * M_PI;
+            const double lagSamples = lagRadians / (2 * M_PI * frequency / rate);
+            EXPECT_LT(lagSamples, 8.0) << rate << " Hz rate, " << frequency << " Hz";
+        }
+}
+
 } // namespace
 } // namespace qor
