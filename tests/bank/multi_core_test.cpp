@@ -1,13 +1,12 @@
 #include "modal/bank/modal_bank_multi_core.h"
+#include "tests/bank/random_modes.h"
 #include "tests/support/alloc_counter.h"
-#include "tests/support/channels.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <cmath>
 #include <memory>
-#include <random>
 #include <vector>
 #include <xmmintrin.h>
 
@@ -16,11 +15,13 @@ namespace qor
 namespace
 {
 
-constexpr double sampleRate = 48000.0;
-constexpr double pi = 3.141592653589793;
+using test::fillRandom;
+using test::noise;
+using test::pi;
+using test::Signal;
+using test::SpanData;
+constexpr double sampleRate = test::bankSampleRate;
 constexpr uint32_t perBank = 128;
-
-using Signal = test::Channels;
 
 /** Every mode an integrator (c = 1, s = 0) with unit gains below count and zero gains above: an impulse then
     gives, at every sample, the number of modes that actually run. */
@@ -45,33 +46,6 @@ float probe(IModalBank& bank)
     Signal out(1, 1);
     bank.process(out.write(), impulse.read(), 1);
     return out.data[0][0];
-}
-
-/** Random decaying poles up to 20 kHz and random gains, mode by mode; `at(k)` answers the bank and the slot
-    that mode k goes to. */
-template <typename At>
-void fillPlate(uint32_t numModes, unsigned seed, At at)
-{
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<double> unit(0.0, 1.0);
-    for (uint32_t k = 0; k < numModes; ++k)
-    {
-        auto [bank, slot] = at(k);
-        const double r = std::exp(-(1.0 + 20.0 * unit(random)) / sampleRate);
-        const double w = 2 * pi * 20000.0 * unit(random) / sampleRate;
-        const double cs[2] = {r * std::cos(w), r * std::sin(w)};
-        bank->setModeCoefficients(slot, cs);
-        for (uint32_t ch = 0; ch < 2; ++ch)
-        {
-            bank->setInputGain(slot, ch, 2.0 * unit(random) - 1.0);
-            bank->setOutputGain(slot, ch, (2.0 * unit(random) - 1.0) * 0.01);
-        }
-    }
-}
-
-void fillPlate(IModalBank& bank, uint32_t numModes, unsigned seed)
-{
-    fillPlate(numModes, seed, [&bank](uint32_t k) { return std::pair{&bank, k}; });
 }
 
 // The last active job gets count % 128 modes, so an exact multiple of 128 leaves it silent: 128 sounds as
@@ -115,26 +89,21 @@ TEST(ModalBankMultiCore, WorkersChangeOnlyTheSummationOrder)
     for (uint32_t j = 0; j < 157; ++j)
         jobs.push_back(std::make_unique<ModalBank>(2, 2, perBank));
 
-    fillPlate(alone, numModes, 1);
-    fillPlate(shared, numModes, 1);
+    const SpanData modes(numModes, 2, 2, 1);
+    alone.setModes(0, numModes, modes.span);
+    shared.setModes(0, numModes, modes.span);
     alone.setNumModes(numModes - 1);
     shared.setNumModes(numModes - 1);
-    fillPlate(numModes, 1,
-              [&jobs](uint32_t k) {
-                  return std::pair{static_cast<IModalBank*>(jobs[k / perBank].get()), k % perBank};
-              });
     for (uint32_t j = 0; j < 157; ++j)
+    {
+        jobs[j]->setModes(0, std::min(perBank, numModes - j * perBank), modes.span.from(j * perBank));
         jobs[j]->setNumModes(j < 156 ? perBank : (numModes - 1) % perBank);
+    }
 
-    std::mt19937 random(2);
-    std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
+    unsigned seed = 2;
     for (uint32_t length : blocks)
     {
-        Signal in(2, length);
-        for (auto& channel : in.data)
-            for (auto& x : channel)
-                x = noise(random);
-
+        const Signal in = noise(2, length, seed++);
         Signal a(2, length), b(2, length);
         alone.process(a.write(), in.read(), length);
         shared.process(b.write(), in.read(), length);
@@ -190,7 +159,7 @@ TEST(ModalBankMultiCore, GrowingClearsOnlyJobsThatGrow)
 TEST(ModalBankMultiCore, ProcessDoesNotAllocateOnTheCallingThread)
 {
     ModalBankMultiCore bank(2, 2, 4096, 1, perBank, 256, sampleRate);
-    fillPlate(bank, 4096, 3);
+    fillRandom(bank, 4096, 2, 2, 3);
     bank.setNumModes(4000);
     Signal in(2, 256), out(2, 256);
     in.data[0][0] = in.data[1][0] = 1.0f;
@@ -200,43 +169,6 @@ TEST(ModalBankMultiCore, ProcessDoesNotAllocateOnTheCallingThread)
         bank.process(out.write(), in.read(), i % 2 == 0 ? 256 : 77);
     EXPECT_EQ(counter.count(), 0u);
 }
-
-/** A random table of count modes, loaded through setModes in one span for the whole table. */
-struct SpanPlate
-{
-    SpanPlate(uint32_t numModes, unsigned seed) : count(numModes), c(count), s(count)
-    {
-        std::mt19937 random(seed);
-        std::uniform_real_distribution<double> unit(0.0, 1.0);
-        for (auto& g : gains)
-            g.resize(count);
-        for (uint32_t k = 0; k < count; ++k)
-        {
-            const double r = std::exp(-(1.0 + 20.0 * unit(random)) / sampleRate);
-            const double w = 2 * pi * 20000.0 * unit(random) / sampleRate;
-            c[k] = r * std::cos(w);
-            s[k] = r * std::sin(w);
-            for (auto& g : gains)
-                g[k] = 2.0 * unit(random) - 1.0;
-        }
-    }
-    void load(IModalBank& bank) const
-    {
-        ModeSpan span;
-        span.c = c.data();
-        span.s = s.data();
-        span.inputGains[0] = gains[0].data();
-        span.inputGains[1] = gains[1].data();
-        span.outputGains[0] = gains[2].data();
-        span.outputGains[1] = gains[3].data();
-        span.numInputs = span.numOutputs = 2;
-        bank.setNumModes(count);
-        bank.setModes(0, count, span);
-    }
-
-    uint32_t count;
-    std::vector<double> c, s, gains[4];
-};
 
 // After fadeOut the old modes ring on, hearing no input, under a half cosine from 1 to 0 over the fade, and
 // then stop, while a new table loaded a span at a time starts from rest beside them, in every family that
@@ -255,24 +187,25 @@ TEST(ModalBankMultiCore, FadeOutRingsTheOldModesWithoutInputUnderAHalfCosine)
         // that spare lanes and the scalar pairs read) is the same in both.
         for (auto* b : {&bank, &tail, &fresh})
         {
-            fillPlate(*b, 4096, 5);
+            fillRandom(*b, 4096, 2, 2, 5);
             b->setNumModes(4000);
         }
-        Signal in(2, 256), out(2, 256), silence(2, 256), old(2, 256), young(2, 256);
-        std::mt19937 random(6);
-        std::uniform_real_distribution<float> noise(-1.0f, 1.0f);
-        for (auto& channel : in.data)
-            for (auto& x : channel)
-                x = noise(random);
+        const Signal in = noise(2, 256, 6);
+        Signal out(2, 256), silence(2, 256), old(2, 256), young(2, 256);
         bank.process(out.write(), in.read(), 256);
         tail.process(old.write(), in.read(), 256);
 
-        const SpanPlate next(3001, 11);
+        const SpanData next(3001, 2, 2, 11);
+        auto load = [&next](IModalBank& b)
+        {
+            b.setNumModes(3001);
+            b.setModes(0, 3001, next.span);
+        };
         fresh.clear();
-        next.load(fresh);
+        load(fresh);
         test::AllocationCounter counter;
         bank.fadeOut(fade);
-        next.load(bank);
+        load(bank);
         uint32_t position = 0;
         // The jobs' sum may come in another order than in the single-threaded banks: the last bits may
         // differ.
