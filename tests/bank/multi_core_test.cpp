@@ -156,20 +156,6 @@ TEST(ModalBankMultiCore, GrowingClearsOnlyJobsThatGrow)
     EXPECT_EQ(out.data[0], std::vector<float>(128, 256.0f));
 }
 
-TEST(ModalBankMultiCore, ProcessDoesNotAllocateOnTheCallingThread)
-{
-    ModalBankMultiCore bank(2, 2, 4096, 1, perBank, 256, sampleRate);
-    fillRandom(bank, 4096, 2, 2, 3);
-    bank.setNumModes(4000);
-    Signal in(2, 256), out(2, 256);
-    in.data[0][0] = in.data[1][0] = 1.0f;
-
-    test::AllocationCounter counter;
-    for (int i = 0; i < 20; ++i)
-        bank.process(out.write(), in.read(), i % 2 == 0 ? 256 : 77);
-    EXPECT_EQ(counter.count(), 0u);
-}
-
 // After fadeOut the old modes ring on, hearing no input, under a half cosine from 1 to 0 over the fade, and
 // then stop, while a new table loaded a span at a time starts from rest beside them, in every family that
 // runs here. Workers claim the fading jobs like any other, and nothing allocates.
