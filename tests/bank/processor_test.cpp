@@ -313,26 +313,23 @@ void fillAsRead(IModalBank& bank, bool scalar, uint32_t count, uint32_t numInput
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> unit(0.0, 1.0);
     auto* tables = dynamic_cast<detail::SIMDProcessorBase<float>*>(&bank);
-    auto setGain = [&](float* rows, uint32_t channels, uint32_t k, uint32_t ch, double gain)
-    { rows[channels == 2 ? 2 * k + ch : k] = static_cast<float>(gain); };
     for (uint32_t k = 0; k < count; ++k)
     {
         setPole(bank, k, 1.0 + 30.0 * unit(random), 2 * pi * 20000.0 * unit(random));
-        for (uint32_t i = 0; i < numInputs; ++i)
+        for (bool input : {true, false})
         {
-            const double gain = 2.0 * unit(random) - 1.0;
-            if (scalar)
-                setGain(tables->inputGains, numInputs, k, i, gain);
-            else
-                bank.setInputGain(k, i, gain);
-        }
-        for (uint32_t o = 0; o < numOutputs; ++o)
-        {
-            const double gain = 2.0 * unit(random) - 1.0;
-            if (scalar)
-                setGain(tables->outputGains, numOutputs, k, o, gain);
-            else
-                bank.setOutputGain(k, o, gain);
+            const uint32_t channels = input ? numInputs : numOutputs;
+            for (uint32_t ch = 0; ch < channels; ++ch)
+            {
+                const double gain = 2.0 * unit(random) - 1.0;
+                if (scalar)
+                    (input ? tables->inputGains : tables->outputGains)[channels == 2 ? 2 * k + ch : k] =
+                        static_cast<float>(gain);
+                else if (input)
+                    bank.setInputGain(k, ch, gain);
+                else
+                    bank.setOutputGain(k, ch, gain);
+            }
         }
     }
 }
