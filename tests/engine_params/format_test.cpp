@@ -86,9 +86,9 @@ TEST(FormatTest, SharedFormatters)
     EXPECT_EQ(formatFrequency(20000.0f), "20.00 kHz");
 }
 
-TEST(FormatTest, DecimalPointIgnoresTheLocale)
+// Halves round away from zero, and a negative value that rounds to zero loses its sign.
+TEST(FormatTest, DecimalsRoundHalvesAwayFromZeroAndShowNoNegativeZero)
 {
-    // Whatever the global C++ locale, numbers use '.'.
     EXPECT_EQ(formatDecimals(1.5, 2), "1.50");
     EXPECT_EQ(formatDecimals(-0.004, 2), "0.00");
     EXPECT_EQ(formatDecimals(2.5, 0), "3");
