@@ -35,26 +35,18 @@ TEST(LaminaModeThread, AreaSweepBuildsOneAtATimeWithTheHoldOffBetween)
     LaminaRig rig(smallSheet(false, 256));
     const auto& stats = rig.stats();
 
-    std::atomic<bool> running{true};
-    std::atomic<int> changes{0};
-    std::thread host(
-        [&]
-        {
-            float area = 0.6f;
-            while (running.load())
-            {
-                area = area >= 1.2f ? 0.6f : area + 0.01f;
-                rig.lamina->setParameterDeferred(ids().area, area, true);
-                changes.fetch_add(1);
-                std::this_thread::sleep_for(std::chrono::microseconds(200));
-            }
-        });
-
-    uint32_t requests = 0;
+    // A new Area before every block; the sweep runs until four builds have been asked for, however long
+    // the mode thread takes for each.
+    uint32_t requests = 0, changes = 0;
     uint64_t lastTakeOver = 0;
     bool sawTakeOver = false;
-    for (int block = 0; block < 1500; ++block)
+    float area = 0.6f;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::minutes(2);
+    while (requests < 4 && std::chrono::steady_clock::now() < deadline)
     {
+        area = area >= 1.2f ? 0.6f : area + 0.01f;
+        rig.lamina->setParameterDeferred(ids().area, area, true);
+        ++changes;
         rig.process(256);
         ASSERT_TRUE(allFinite(rig.channels[0]));
         const auto r = stats.requests.load();
@@ -76,14 +68,12 @@ TEST(LaminaModeThread, AreaSweepBuildsOneAtATimeWithTheHoldOffBetween)
             lastTakeOver = stats.lastTakeOverSample.load();
             sawTakeOver = true;
         }
-        std::this_thread::sleep_for(std::chrono::microseconds(100));
+        std::this_thread::yield();
     }
-    running = false;
-    host.join();
-
-    // Many changes, few builds: changes that land during a build are served by the next one.
-    EXPECT_GE(requests, 3u);
-    EXPECT_LT(requests * 5, static_cast<uint32_t>(changes.load()));
+    ASSERT_EQ(requests, 4u);
+    // Many changes, few builds: the changes that land during a build or the hold-off are served by the next
+    // one, so at least a hold-off of blocks lies between requests.
+    EXPECT_GE(changes, 3 * static_cast<uint32_t>(holdoffAt48k / 256));
 }
 
 TEST(LaminaModeThread, GeometryLockHoldsBuildsBackAndItsReleaseAsksAtOnce)
@@ -156,16 +146,22 @@ TEST(LaminaModeThread, DestroyingTheElementWaitsForTheBuild)
         l.setParameter(ids().area, 6.0f);
         l.setParameter(ids().aspectRatio, 1.0f);
     };
-    auto rig = std::make_unique<LaminaRig>(options);
-    const auto stats = LaminaProbe::stats(rig->state());
-    rig->process(256); // modes start dirty: this block asks for a build
-    ASSERT_EQ(stats->requests.load(), 1u);
-    while (stats->buildsStarted.load() == 0)
-        std::this_thread::yield();
-    // A build of 59049 candidates takes far longer than the way from here to the destructor.
-    EXPECT_EQ(stats->buildsFinished.load(), 0u);
-    rig->lamina.reset();
-    EXPECT_EQ(stats->buildsFinished.load(), 1u);
+    // A build of 59049 candidates nearly always outlasts the way to the destructor; a thread preempted on
+    // the way just tries again with a new sheet.
+    bool caughtBuilding = false;
+    for (int attempt = 0; attempt < 5 && !caughtBuilding; ++attempt)
+    {
+        auto rig = std::make_unique<LaminaRig>(options);
+        const auto stats = LaminaProbe::stats(rig->state());
+        rig->process(256); // modes start dirty: this block asks for a build
+        ASSERT_EQ(stats->requests.load(), 1u);
+        while (stats->buildsStarted.load() == 0)
+            std::this_thread::yield();
+        caughtBuilding = stats->buildsFinished.load() == 0;
+        rig->lamina.reset();
+        EXPECT_EQ(stats->buildsFinished.load(), 1u);
+    }
+    EXPECT_TRUE(caughtBuilding);
 }
 
 TEST(LaminaModeThread, SettersFromAnotherThreadWhileRendering)
