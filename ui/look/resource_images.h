@@ -33,6 +33,8 @@ public:
     juce::Rectangle<float> getLogicalBounds() const { return logicalBounds; }
     const juce::String& getFile() const { return file; }
     bool isVector() const { return drawable != nullptr; }
+    /** The pixels of a bitmap picture (invalid for SVG), e.g. to tile it. */
+    const juce::Image& getBitmap() const { return bitmap; }
 
 private:
     juce::String file;
