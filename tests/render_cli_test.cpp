@@ -3,10 +3,14 @@
 #include "tools/render/render_options.h"
 
 #include <juce_audio_formats/juce_audio_formats.h>
+#if QOR_RENDER_PICTURES
+#include <juce_graphics/juce_graphics.h>
+#endif
 
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <map>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
@@ -50,6 +54,8 @@ Run runRenderer(const juce::StringArray& args, const juce::File& folder, bool qu
         dup2(errPipe[1], 2);
         for (int fd : {outPipe[0], outPipe[1], errPipe[0], errPipe[1]})
             close(fd);
+        // The renderer never needs a display, the pictures included.
+        unsetenv("DISPLAY");
         if (chdir(where.c_str()) == 0)
             execv(argv[0], argv.data());
         _exit(127);
@@ -357,6 +363,9 @@ TEST_F(RenderCli, BadInputsExitNonZeroWithAMessageAndLeaveNoFile)
         {{"--set", "decay=3"}, "did you mean 'Decay'?", 2},
         {{"--set", "Quality=9"}, "Quality=9 is out of range", 2},
         {{"--set", "EnableEQ=maybe"}, "EnableEQ is a switch", 2},
+        {{"--plot-eq", "eq.jpg"}, "pictures are written as PNG", 2},
+        {{"--expanded"}, "--expanded chooses the layout of --snapshot", 2},
+        {{"--plot-ir", "ir.png", "garbage.wav"}, "--plot-ir renders an impulse and takes no input file", 2},
     };
     for (const auto& c : cases)
     {
@@ -592,6 +601,90 @@ TEST_F(RenderCli, SeveralInputsGoEachToItsOwnFileInTheFolderThatOutputNamesAtThe
     EXPECT_EQ(dir().getChildFile("out").getNumberOfChildFiles(juce::File::findFilesAndDirectories, "*"), 2);
 }
 
+#if QOR_RENDER_PICTURES
+namespace
+{
+/** Pixels that differ from the picture's most common colour, and how many colours it holds. */
+struct PictureContent
+{
+    juce::Rectangle<int> size;
+    double drawnFraction = 0;
+    std::size_t colours = 0;
+};
+
+PictureContent contentOf(const juce::File& file)
+{
+    const auto image = juce::ImageFileFormat::loadFrom(file);
+    PictureContent content{image.getBounds()};
+    std::map<uint32_t, int> counts;
+    for (int y = 0; y < image.getHeight(); ++y)
+        for (int x = 0; x < image.getWidth(); ++x)
+            ++counts[image.getPixelAt(x, y).getARGB()];
+    int most = 0;
+    for (const auto& [colour, count] : counts)
+        most = std::max(most, count);
+    content.colours = counts.size();
+    if (!image.isNull())
+        content.drawnFraction = 1.0 - double(most) / (image.getWidth() * image.getHeight());
+    return content;
+}
+
+/** The share of the pixels in `area` that differ between two pictures of one size. */
+double differingFraction(const juce::File& a, const juce::File& b, juce::Rectangle<int> area)
+{
+    const auto first = juce::ImageFileFormat::loadFrom(a), second = juce::ImageFileFormat::loadFrom(b);
+    area = area.getIntersection(first.getBounds());
+    if (first.getBounds() != second.getBounds() || area.isEmpty())
+        return 0.0;
+    int differing = 0;
+    for (int y = area.getY(); y < area.getBottom(); ++y)
+        for (int x = area.getX(); x < area.getRight(); ++x)
+            differing += first.getPixelAt(x, y) != second.getPixelAt(x, y) ? 1 : 0;
+    return double(differing) / (area.getWidth() * area.getHeight());
+}
+} // namespace
+#endif
+
+TEST_F(RenderCli, PicturesAreDrawnWithoutADisplayAtTheirSizesAndFollowTheSettings)
+{
+    const juce::StringArray pictures{"--plot-decay", "decay.png",  "--plot-eq",
+                                     "eq",           "--snapshot", "editor.png"};
+    auto run = runRenderer(pictures, dir());
+#if QOR_RENDER_PICTURES
+    ASSERT_EQ(run.exitCode, 0) << run.output();
+    EXPECT_EQ(numFiles(), 3) << "pictures alone render nothing";
+    run =
+        runRenderer({"--plot-decay", "short.png", "--set", "Decay=0.5s", "--set", "Material=Au", "--snapshot",
+                     "wide.png", "--expanded", "--plot-ir", "ir.png", "--tail", "1", "-o", "ir.wav"},
+                    dir());
+    ASSERT_EQ(run.exitCode, 0) << run.output();
+    EXPECT_TRUE(dir().getChildFile("ir.wav").existsAsFile()) << "--plot-ir renders as --ir does";
+
+    const struct
+    {
+        const char* file;
+        int width, height;
+    } expected[] = {{"decay.png", 1120, 720}, {"eq.png", 1120, 720},   {"editor.png", 508, 555},
+                    {"short.png", 1120, 720}, {"wide.png", 1058, 555}, {"ir.png", 1600, 1040}};
+    for (const auto& e : expected)
+    {
+        const auto content = contentOf(dir().getChildFile(e.file));
+        EXPECT_EQ(content.size, juce::Rectangle<int>(e.width, e.height)) << e.file;
+        // Text, curves and art: far more than a background with a frame.
+        EXPECT_GT(content.drawnFraction, 0.05) << e.file;
+        EXPECT_GT(content.colours, 500u) << e.file;
+    }
+    // The display draws the settings given: below the title, a short gold plate is another picture.
+    EXPECT_GT(differingFraction(dir().getChildFile("decay.png"), dir().getChildFile("short.png"),
+                                {0, 130, 1120, 520}),
+              0.02);
+#else
+    EXPECT_EQ(run.exitCode, 1) << run.output();
+    EXPECT_TRUE(run.err.contains("built without the editor")) << run.err;
+    EXPECT_EQ(numFiles(), 0);
+#endif
+}
+
 TEST(AudioDataExtent, AnyBytesAreSafeAndTheExtentNeverPassesTheFile)
 {
     // A real header, then the same cut, flipped and overwritten at random: no crash, and nothing the file
@@ -671,6 +764,9 @@ TEST(RenderOptions, ValuesComeInlineOrAsTheNextArgumentAndOutputNamesFollowTheIn
     EXPECT_FALSE(parseRenderOptions({"--save-preset", "p"}).options.wantsRender());
     EXPECT_TRUE(parseRenderOptions({"--save-preset", "p", "--ir"}).options.wantsRender());
     EXPECT_TRUE(parseRenderOptions({}).options.wantsRender());
+    EXPECT_FALSE(parseRenderOptions({"--snapshot", "editor"}).options.wantsRender());
+    EXPECT_EQ(parseRenderOptions({"--snapshot", "editor"}).options.snapshotPath, "editor.png");
+    EXPECT_TRUE(parseRenderOptions({"--plot-ir", "ir.png"}).options.impulseResponse);
     EXPECT_FALSE(parseRenderOptions({"--output"}).ok());
     EXPECT_FALSE(parseRenderOptions({"--ir=1"}).ok());
     EXPECT_FALSE(parseRenderOptions({"--tail", "-1"}).ok());

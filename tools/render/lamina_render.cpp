@@ -7,6 +7,7 @@
 #include "tools/render/render_decay.h"
 #include "tools/render/render_options.h"
 #include "tools/render/render_parameters.h"
+#include "tools/render/render_pictures.h"
 #include "tools/render/render_preset.h"
 #include "tools/render/render_source.h"
 
@@ -15,6 +16,7 @@
 #include <atomic>
 #include <cmath>
 #include <csignal>
+#include <functional>
 #include <iostream>
 #include <map>
 #include <memory>
@@ -235,7 +237,8 @@ std::unique_ptr<RenderSource> makeSource(const RenderOptions& options, std::size
 
 /** Renders `source` through the plug-in into `target`, and feeds the output to `meter` when there is one. */
 void render(ConfiguredPlugin& made, RenderSource& source, const juce::File& target,
-            const OutputFormat& format, const RenderOptions& options, OctaveDecayMeter* meter)
+            const OutputFormat& format, const RenderOptions& options, OctaveDecayMeter* meter,
+            std::vector<float>* kept = nullptr)
 {
     auto& plugin = *made.plugin;
     prepareOutputFolder(target);
@@ -302,6 +305,9 @@ void render(ConfiguredPlugin& made, RenderSource& source, const juce::File& targ
         }
         if (meter != nullptr)
             meter->push(block.getArrayOfReadPointers(), n);
+        if (kept != nullptr)
+            for (int i = 0; i < n; ++i)
+                kept->push_back(0.5f * (block.getSample(0, i) + block.getSample(1, i)));
         if (!writer->writeFromAudioSampleBuffer(block, 0, n))
         {
             progress.finish();
@@ -344,6 +350,42 @@ void render(ConfiguredPlugin& made, RenderSource& source, const juce::File& targ
     std::cout << std::flush;
 }
 
+/** The picture's title: the preset's name and the settings that shape the plate most. */
+PictureTitle pictureTitle(const RenderOptions& options, const Element& element)
+{
+    PictureTitle title;
+    if (options.presetPath.isEmpty())
+        title.name = "Lamina, default settings";
+    else
+    {
+        const auto file = juce::File::getCurrentWorkingDirectory().getChildFile(options.presetPath);
+        title.name = file.existsAsFile() ? file.getFileNameWithoutExtension()
+                                         : options.presetPath.fromLastOccurrenceOf("/", false, false);
+    }
+    if (!options.settings.empty())
+        title.name << " (with --set)";
+    juce::StringArray shown;
+    shown.add(shownValue(element, "Material"));
+    for (const auto& [key, label] :
+         {std::pair{"Area", "area"}, std::pair{"AspectRatio", "aspect"}, std::pair{"Tension", "tension"},
+          std::pair{"Decay", "decay"}, std::pair{"PreDelay", "pre-delay"}, std::pair{"Mix", "mix"}})
+        if (const auto value = shownValue(element, key); value.isNotEmpty())
+            shown.add(juce::String(label) + " " + value);
+    shown.removeEmptyStrings();
+    title.settings = shown.joinIntoString(juce::String::fromUTF8("  \u00b7  "));
+    return title;
+}
+
+void drawPicture(const juce::String& what, const juce::String& path,
+                 const std::function<juce::String(const juce::File&)>& draw, const RenderOptions& options)
+{
+    const auto file = juce::File::getCurrentWorkingDirectory().getChildFile(path);
+    if (auto error = draw(file); error.isNotEmpty())
+        fail(error);
+    if (!options.quiet)
+        (options.json ? std::cerr : std::cout) << "Drew " << what << " in " << file.getFullPathName() << "\n";
+}
+
 int run(const juce::StringArray& args)
 {
     auto parsed = parseRenderOptions(args);
@@ -354,6 +396,14 @@ int run(const juce::StringArray& args)
     {
         std::cout << renderUsage();
         return 0;
+    }
+
+    std::unique_ptr<PictureSession> pictures;
+    if (options.wantsPictures())
+    {
+        if (auto reason = picturesUnavailable(); reason.isNotEmpty())
+            fail(reason);
+        pictures = std::make_unique<PictureSession>();
     }
 
     auto first = makePlugin();
@@ -382,6 +432,27 @@ int run(const juce::StringArray& args)
     {
         std::cout << describeParameters(*first.element);
         return 0;
+    }
+    if (options.plotDecayPath.isNotEmpty() || options.plotEQPath.isNotEmpty() ||
+        options.snapshotPath.isNotEmpty())
+    {
+        auto& lamina = dynamic_cast<LaminaPlugin&>(*first.plugin);
+        lamina.prepare(options.sampleRate.value_or(defaultSampleRate), {2, outputChannels},
+                       options.blockSize);
+        const auto title = pictureTitle(options, *first.element);
+        if (options.plotDecayPath.isNotEmpty())
+            drawPicture(
+                "the decay display", options.plotDecayPath,
+                [&](const juce::File& f) { return drawDisplayPicture(lamina, false, title, f); }, options);
+        if (options.plotEQPath.isNotEmpty())
+            drawPicture(
+                "the EQ display", options.plotEQPath,
+                [&](const juce::File& f) { return drawDisplayPicture(lamina, true, title, f); }, options);
+        if (options.snapshotPath.isNotEmpty())
+            drawPicture(
+                options.expanded ? "the expanded editor" : "the editor", options.snapshotPath,
+                [&](const juce::File& f) { return drawEditorSnapshot(lamina, options.expanded, f); },
+                options);
     }
     if (!options.wantsRender())
         return 0;
@@ -425,10 +496,25 @@ int run(const juce::StringArray& args)
             std::unique_ptr<OctaveDecayMeter> meter;
             if (options.impulseResponse)
                 meter = std::make_unique<OctaveDecayMeter>(source->getSampleRate(), outputChannels);
-            render(made, *source, targets[i], formatsOut[i], options, meter.get());
+            std::vector<float> kept;
+            const bool keep = options.plotIRPath.isNotEmpty();
+            render(made, *source, targets[i], formatsOut[i], options, meter.get(), keep ? &kept : nullptr);
             if (meter != nullptr)
             {
                 const auto figures = decayFigures(*meter, *made.element);
+                if (keep)
+                    drawPicture(
+                        "the impulse response", options.plotIRPath,
+                        [&](const juce::File& f)
+                        {
+                            auto title = pictureTitle(options, *made.element);
+                            title.settings << juce::String::fromUTF8("  \u00b7  ")
+                                           << juce::String(source->getSampleRate() / 1000.0, 1)
+                                           << " kHz impulse response";
+                            return drawImpulsePicture(kept, source->getSampleRate(), *meter, figures, title,
+                                                      f);
+                        },
+                        options);
                 if (options.json)
                     std::cout << decayJson(figures, source->getSampleRate());
                 else if (!options.quiet)

@@ -119,10 +119,8 @@ double OctaveDecayMeter::lengthSeconds() const
     return static_cast<double>(pushed) / rate;
 }
 
-std::optional<double> OctaveDecayMeter::t60(std::size_t bandIndex, int channel) const
+std::vector<double> OctaveDecayMeter::remainingEnergy(std::size_t bandIndex, int channel) const
 {
-    if (bandIndex >= bandCentres.size() || channel < 0 || channel >= channels)
-        return std::nullopt;
     const auto& band =
         bands[bandIndex * static_cast<std::size_t>(channels) + static_cast<std::size_t>(channel)];
     std::vector<double> bins(band.bins.begin(), band.bins.end());
@@ -133,17 +131,41 @@ std::optional<double> OctaveDecayMeter::t60(std::size_t bandIndex, int channel) 
     std::vector<double> remaining(bins.size() + 1, 0.0);
     for (std::size_t i = bins.size(); i-- > 0;)
         remaining[i] = remaining[i + 1] + bins[i];
+    return remaining;
+}
+
+std::vector<float> OctaveDecayMeter::decayCurveDb(std::size_t bandIndex, int channel) const
+{
+    if (bandIndex >= bandCentres.size() || channel < 0 || channel >= channels)
+        return {};
+    const auto remaining = remainingEnergy(bandIndex, channel);
+    const double total = remaining[0];
+    if (!(total > 1e-30) || !std::isfinite(total))
+        return {};
+    std::vector<float> curve;
+    curve.reserve(remaining.size() - 1);
+    for (std::size_t i = 0; i + 1 < remaining.size(); ++i)
+        curve.push_back(static_cast<float>(10.0 * std::log10(juce::jmax(remaining[i], 1e-300) / total)));
+    return curve;
+}
+
+std::optional<double> OctaveDecayMeter::t60(std::size_t bandIndex, int channel) const
+{
+    if (bandIndex >= bandCentres.size() || channel < 0 || channel >= channels)
+        return std::nullopt;
+    const auto remaining = remainingEnergy(bandIndex, channel);
+    const std::size_t binCount = remaining.size() - 1;
     const double total = remaining[0];
     if (!(total > 1e-30) || !std::isfinite(total))
         return std::nullopt;
 
     const double start = total * std::pow(10.0, fitStartDb / 10.0),
                  end = total * std::pow(10.0, fitEndDb / 10.0);
-    const double binSeconds = binLength / rate;
+    const double binSeconds = getBinSeconds();
     double sx = 0, sy = 0, sxx = 0, sxy = 0;
     int count = 0;
     bool reachedEnd = false;
-    for (std::size_t i = 0; i < bins.size(); ++i)
+    for (std::size_t i = 0; i < binCount; ++i)
     {
         if (remaining[i] > start)
             continue;

@@ -40,6 +40,11 @@ public:
         longer response is needed then). */
     std::optional<double> t60(std::size_t band, int channel) const;
 
+    /** The Schroeder curve of one band and channel: the energy that remains from each bin on, in dB below the
+        total, one value per bin of getBinSeconds(). Empty when the band holds no energy. */
+    std::vector<float> decayCurveDb(std::size_t band, int channel) const;
+    double getBinSeconds() const { return binLength / rate; }
+
     const std::vector<double>& centres() const { return bandCentres; }
     int numChannels() const { return channels; }
     double lengthSeconds() const;
@@ -57,6 +62,9 @@ private:
         double binEnergy = 0;
         std::vector<float> bins;
     };
+
+    /** The Schroeder integral of one band and channel, with a trailing 0; `band` and `channel` must exist. */
+    std::vector<double> remainingEnergy(std::size_t band, int channel) const;
 
     double rate;
     int channels;

@@ -125,6 +125,11 @@ std::vector<CommandOption> optionTable(RenderOptions& o)
                  return "--bits takes 16, 24 or 32f (32-bit float), not '" + value + "'";
              return juce::String();
          }},
+        {"", "--plot-decay", true, text(o.plotDecayPath)},
+        {"", "--plot-eq", true, text(o.plotEQPath)},
+        {"", "--plot-ir", true, text(o.plotIRPath)},
+        {"", "--snapshot", true, text(o.snapshotPath)},
+        {"", "--expanded", false, flag(o.expanded)},
         {"", "--list-params", false, flag(o.listParameters)},
         {"", "--list-presets", false, flag(o.listPresets)},
         {"-q", "--quiet", false, flag(o.quiet)},
@@ -135,7 +140,13 @@ std::vector<CommandOption> optionTable(RenderOptions& o)
 bool RenderOptions::wantsRender() const
 {
     return !inputPaths.empty() || impulseResponse ||
-           (savePresetPath.isEmpty() && !listParameters && !listPresets);
+           (savePresetPath.isEmpty() && !listParameters && !listPresets && !wantsPictures());
+}
+
+bool RenderOptions::wantsPictures() const
+{
+    return plotDecayPath.isNotEmpty() || plotEQPath.isNotEmpty() || plotIRPath.isNotEmpty() ||
+           snapshotPath.isNotEmpty();
 }
 
 std::optional<double> parseNumber(const juce::String& text)
@@ -212,6 +223,24 @@ ParseResult parseRenderOptions(const juce::StringArray& args)
 
     if (!result.ok())
         return result;
+    for (auto* path : {&o.plotDecayPath, &o.plotEQPath, &o.plotIRPath, &o.snapshotPath})
+    {
+        if (path->isNotEmpty() &&
+            juce::File::createFileWithoutCheckingPath(*path).getFileExtension().isEmpty())
+            *path += ".png";
+        if (path->isNotEmpty() && !path->endsWithIgnoreCase(".png"))
+        {
+            result.error = "pictures are written as PNG: name a .png file, not '" + *path + "'";
+            return result;
+        }
+    }
+    if (o.plotIRPath.isNotEmpty() && !o.inputPaths.empty())
+        result.error = "--plot-ir renders an impulse and takes no input file";
+    else if (o.expanded && o.snapshotPath.isEmpty())
+        result.error = "--expanded chooses the layout of --snapshot; add --snapshot FILE";
+    o.impulseResponse = o.impulseResponse || o.plotIRPath.isNotEmpty();
+    if (!result.ok())
+        return result;
     if (o.impulseResponse && !o.inputPaths.empty())
         result.error = "--ir renders an impulse and takes no input file";
     else if (o.impulseResponse && o.tailSeconds <= 0.0)
@@ -282,6 +311,13 @@ Usage: lamina-render [options] [INPUT...]
       --block-size N    Samples per block handed to the plug-in (default 512).
       --channels 1|2    Input channels for the demo and --ir (default 2); an input file is mixed down
                         or duplicated to match. The output is always stereo.
+      --plot-decay FILE The decay display of the editor for these settings, as a PNG: the 60 dB time
+                        against frequency of each damping mechanism and of all together.
+      --plot-eq FILE    The EQ display: the twelve-band curve and the low cut.
+      --plot-ir FILE    Render the impulse response (as --ir) and draw its spectrogram, the energy
+                        decay of each octave band and the measured T60 beside the model's.
+      --snapshot FILE   The whole editor as a PNG; --expanded for the expanded layout. Pictures are
+                        drawn off screen (no display needed); without INPUT or --ir nothing is rendered.
       --list-params     Print every parameter: key, name, range, default and current value (after
                         --preset and --set), with a note where the sound ignores it or where it acts
                         only with another; then exit.

@@ -34,6 +34,9 @@ struct RenderOptions
     uint32_t blockSize = 512;
     std::optional<uint32_t> inputChannels;
     std::optional<SampleDepth> depth; // empty: the format's default
+    // Pictures (PNG). --plot-ir renders the impulse response as --ir does.
+    juce::String plotDecayPath, plotEQPath, plotIRPath, snapshotPath;
+    bool expanded = false; // the snapshot's layout
     bool listParameters = false;
     bool listPresets = false;
     bool showHelp = false;
@@ -43,6 +46,7 @@ struct RenderOptions
         (--save-preset, --list-params, --list-presets). The demo is rendered only when nothing else was asked.
      */
     bool wantsRender() const;
+    bool wantsPictures() const;
 };
 
 /** A parse that failed carries the message to print; `options` is then incomplete. */

@@ -262,6 +262,24 @@ juce::String parameterNote(const juce::String& key)
     return {};
 }
 
+juce::String shownValue(const Element& element, const juce::String& key)
+{
+    const auto* info = findByKey(element, key);
+    if (info == nullptr)
+        return {};
+    const auto id = info->getId();
+    if (auto* n = element.hasIntParameter(id))
+    {
+        const int v = element.getIntParameter(id);
+        const auto labels = choiceLabels(*n, v);
+        return labels[0].isNotEmpty() ? labels[0] : juce::String(v);
+    }
+    if (element.hasBoolParameter(id) != nullptr)
+        return element.getBoolParameter(id) ? "on" : "off";
+    const auto shown = element.getParameterValueText(id).trim();
+    return shown.isNotEmpty() ? shown : number(element.getParameter(id));
+}
+
 juce::String describeParameters(const Element& element)
 {
     if (element.getNumParameters() == 0)

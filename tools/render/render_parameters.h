@@ -21,6 +21,9 @@ juce::String applySetting(Element& element, const juce::String& key, const juce:
     for most. */
 juce::String parameterNote(const juce::String& key);
 
+/** The current value of `key` as the editor shows it ("3.50 s", "Gold"); empty for an unknown key. */
+juce::String shownValue(const Element& element, const juce::String& key);
+
 /** One line per parameter: key, display name, range, default, the current value as the user sees it, and the
     parameter's note where it has one. */
 juce::String describeParameters(const Element& element);
