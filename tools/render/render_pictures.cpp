@@ -184,7 +184,8 @@ juce::String drawEditorSnapshot(LaminaPlugin& plugin, bool expanded, const juce:
 
 namespace
 {
-/** In-place radix-2 FFT of a power-of-two length. */
+/** In-place radix-2 FFT of a power-of-two length. The products are written out: std::complex's operator*
+    checks for infinities and is several times slower. */
 void fft(std::vector<std::complex<float>>& data)
 {
     const std::size_t n = data.size();
@@ -199,17 +200,17 @@ void fft(std::vector<std::complex<float>>& data)
     }
     for (std::size_t length = 2; length <= n; length <<= 1)
     {
-        const float angle = -2.0f * juce::MathConstants<float>::pi / float(length);
-        const std::complex<float> step(std::cos(angle), std::sin(angle));
-        for (std::size_t start = 0; start < n; start += length)
+        const double angle = -2.0 * juce::MathConstants<double>::pi / double(length);
+        for (std::size_t k = 0; k < length / 2; ++k)
         {
-            std::complex<float> w(1.0f, 0.0f);
-            for (std::size_t k = 0; k < length / 2; ++k)
+            const auto wr = float(std::cos(angle * double(k))), wi = float(std::sin(angle * double(k)));
+            for (std::size_t start = 0; start < n; start += length)
             {
-                const auto a = data[start + k], b = data[start + k + length / 2] * w;
-                data[start + k] = a + b;
-                data[start + k + length / 2] = a - b;
-                w *= step;
+                auto& a = data[start + k];
+                auto& b = data[start + k + length / 2];
+                const float br = b.real() * wr - b.imag() * wi, bi = b.real() * wi + b.imag() * wr;
+                b = {a.real() - br, a.imag() - bi};
+                a = {a.real() + br, a.imag() + bi};
             }
         }
     }
@@ -278,16 +279,18 @@ juce::Image spectrogram(const std::vector<float>& samples, double sampleRate, in
             const auto [lo, hi] = rows[size_t(y)];
             float power = 0.0f;
             for (int b = lo; b <= hi; ++b)
-                power += std::norm(bins[size_t(b)]);
+                power += bins[size_t(b)].real() * bins[size_t(b)].real() +
+                         bins[size_t(b)].imag() * bins[size_t(b)].imag();
             const float db = 10.0f * std::log10(power / float(hi - lo + 1) + 1e-30f);
             levels[size_t(x)][size_t(y)] = db;
             peak = juce::jmax(peak, db);
         }
     }
     constexpr float range = 90.0f;
+    juce::Image::BitmapData pixels(image, juce::Image::BitmapData::writeOnly);
     for (int x = 0; x < width; ++x)
         for (int y = 0; y < height; ++y)
-            image.setPixelAt(x, y, levelColour((levels[size_t(x)][size_t(y)] - (peak - range)) / range));
+            pixels.setPixelColour(x, y, levelColour((levels[size_t(x)][size_t(y)] - (peak - range)) / range));
     return image;
 }
 
@@ -342,8 +345,8 @@ juce::String drawImpulsePicture(const std::vector<float>& samples, double sample
     g.setColour(colours::caption);
     g.setFont(titleFont(15.0f));
     g.drawText("Spectrogram", top.withY(56.0f).withHeight(16.0f), juce::Justification::centredLeft, false);
-    g.drawImage(spectrogram(samples, sampleRate, int(top.getWidth() * scale), int(top.getHeight() * scale)),
-                top);
+    // One column per point across is detail enough for a decay of seconds, and halves the transforms.
+    g.drawImage(spectrogram(samples, sampleRate, int(top.getWidth()), int(top.getHeight() * scale)), top);
     g.setFont(textFont(12.0f));
     for (float f : {50.0f, 100.0f, 200.0f, 500.0f, 1000.0f, 2000.0f, 5000.0f, 10000.0f, 20000.0f})
     {
@@ -420,6 +423,7 @@ juce::String drawImpulsePicture(const std::vector<float>& samples, double sample
         g.drawText(headings[c], juce::Rectangle<float>(columns[c].first, 80.0f, columns[c].second, 16.0f),
                    c == 0 ? juce::Justification::centredLeft : juce::Justification::centredRight, false);
     float y = 102.0f;
+    bool unmeasured = false;
     for (std::size_t b = 0; b < figures.size(); ++b)
     {
         const auto& figure = figures[b];
@@ -432,6 +436,7 @@ juce::String drawImpulsePicture(const std::vector<float>& samples, double sample
                 ++count;
             }
         const auto ratio = figure.ratio();
+        unmeasured = unmeasured || count == 0;
         g.setColour(bandColour(b, figures.size()));
         g.fillRoundedRectangle(tx, y + 6.0f, 14.0f, 3.0f, 1.5f);
         const juce::String cells[] = {octaveBandName(figure.centre),
@@ -448,12 +453,14 @@ juce::String drawImpulsePicture(const std::vector<float>& samples, double sample
     }
     g.setColour(colours::caption);
     g.setFont(textFont(12.0f));
-    const auto note = "Measured: a line fitted to each band's energy decay from " +
-                      juce::String(int(OctaveDecayMeter::fitStartDb)) + " to " +
-                      juce::String(int(OctaveDecayMeter::fitEndDb)) +
-                      " dB, the mean of the channels. Model: the damping model at the band's centre.";
-    g.drawFittedText(note, juce::Rectangle<int>(int(tx), int(y + 10.0f), int(tw), 64),
-                     juce::Justification::topLeft, 5);
+    const auto note =
+        "Measured: a line fitted to each band's energy decay from " +
+        juce::String(int(OctaveDecayMeter::fitStartDb)) + " to " +
+        juce::String(int(OctaveDecayMeter::fitEndDb)) +
+        " dB, the mean of the channels. Model: the damping model at the band's centre." +
+        (unmeasured ? " A dash: the band decays longer than the response; render more with --tail." : "");
+    g.drawFittedText(note, juce::Rectangle<int>(int(tx), int(y + 10.0f), int(tw), 110),
+                     juce::Justification::topLeft, 8);
     return writePng(image, file);
 }
 
