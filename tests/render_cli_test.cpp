@@ -10,11 +10,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <map>
 #include <poll.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <unordered_map>
 
 using namespace qor::render;
 
@@ -616,10 +616,11 @@ PictureContent contentOf(const juce::File& file)
 {
     const auto image = juce::ImageFileFormat::loadFrom(file);
     PictureContent content{image.getBounds()};
-    std::map<uint32_t, int> counts;
+    std::unordered_map<uint32_t, int> counts;
+    const juce::Image::BitmapData pixels(image, juce::Image::BitmapData::readOnly);
     for (int y = 0; y < image.getHeight(); ++y)
         for (int x = 0; x < image.getWidth(); ++x)
-            ++counts[image.getPixelAt(x, y).getARGB()];
+            ++counts[pixels.getPixelColour(x, y).getARGB()];
     int most = 0;
     for (const auto& [colour, count] : counts)
         most = std::max(most, count);
@@ -636,10 +637,12 @@ double differingFraction(const juce::File& a, const juce::File& b, juce::Rectang
     area = area.getIntersection(first.getBounds());
     if (first.getBounds() != second.getBounds() || area.isEmpty())
         return 0.0;
+    const juce::Image::BitmapData one(first, juce::Image::BitmapData::readOnly),
+        other(second, juce::Image::BitmapData::readOnly);
     int differing = 0;
     for (int y = area.getY(); y < area.getBottom(); ++y)
         for (int x = area.getX(); x < area.getRight(); ++x)
-            differing += first.getPixelAt(x, y) != second.getPixelAt(x, y) ? 1 : 0;
+            differing += one.getPixelColour(x, y) != other.getPixelColour(x, y) ? 1 : 0;
     return double(differing) / (area.getWidth() * area.getHeight());
 }
 } // namespace
