@@ -366,9 +366,12 @@ PictureTitle pictureTitle(const RenderOptions& options, const Element& element)
         title.name << " (with --set)";
     juce::StringArray shown;
     shown.add(shownValue(element, "Material"));
+    // The area is shown as a bare number; the sheet's sides are in metres.
+    if (const auto area = shownValue(element, "Area"); area.isNotEmpty())
+        shown.add("area " + area + (area.containsAnyOf("m") ? "" : juce::String::fromUTF8(" m\u00b2")));
     for (const auto& [key, label] :
-         {std::pair{"Area", "area"}, std::pair{"AspectRatio", "aspect"}, std::pair{"Tension", "tension"},
-          std::pair{"Decay", "decay"}, std::pair{"PreDelay", "pre-delay"}, std::pair{"Mix", "mix"}})
+         {std::pair{"AspectRatio", "aspect"}, std::pair{"Tension", "tension"}, std::pair{"Decay", "decay"},
+          std::pair{"PreDelay", "pre-delay"}, std::pair{"Mix", "mix"}})
         if (const auto value = shownValue(element, key); value.isNotEmpty())
             shown.add(juce::String(label) + " " + value);
     shown.removeEmptyStrings();
