@@ -40,6 +40,7 @@ LaminaProcessor::LaminaProcessor()
     plugin.reset(
         static_cast<LaminaPlugin*>(LaminaPluginFactory::instance().create(formatCodeFor(wrapperType))));
     connectSignals();
+    programs.scan();
     plugin->prepare(firstRate, firstConfiguration, firstBlockSize);
     plugin->setAuxOutputs({});
 
@@ -287,6 +288,18 @@ void LaminaProcessor::setStateInformation(const void* data, int sizeInBytes)
     plugin->setState(chunk, {});
     if (hasBypass)
         bypass->setValueNotifyingHost(bypassed ? 1.0f : 0.0f);
+}
+
+int LaminaProcessor::getCurrentProgram()
+{
+    return programs.current(*plugin);
+}
+
+void LaminaProcessor::setCurrentProgram(int index)
+{
+    // The values reach the host through the plug-in's own change signals, as the editor's do.
+    if (programs.load(*plugin, index))
+        updateHostDisplay(ChangeDetails().withProgramChanged(true));
 }
 
 void LaminaProcessor::timerCallback()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "plugin/juce/host_parameter.h"
+#include "plugin/juce/host_programs.h"
 #include "plugin/lamina_plugin.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
@@ -39,10 +40,11 @@ public:
     bool hasEditor() const override { return true; }
     juce::AudioProcessorEditor* createEditor() override;
 
-    int getNumPrograms() override { return programNames.size(); }
-    int getCurrentProgram() override { return 0; }
-    void setCurrentProgram(int) override {}
-    const juce::String getProgramName(int index) override { return programNames[index]; }
+    /** The factory library, "Default" first (see HostPrograms). */
+    int getNumPrograms() override { return programs.size(); }
+    int getCurrentProgram() override;
+    void setCurrentProgram(int index) override;
+    const juce::String getProgramName(int index) override { return programs.getName(index); }
     void changeProgramName(int, const juce::String&) override {}
 
     /** The plug-in's state block, then the Master Bypass: "QBYP" and 0 or 1 as four bytes, little-endian. */
@@ -71,8 +73,7 @@ private:
     std::array<float*, 2> channelPointers{};
     double lastPosition = 0.0;
     uint32_t preparedBlockSize = 1024;
-    /** What hosts list as programs; one entry until the factory library is listed here. */
-    juce::StringArray programNames{"Default"};
+    HostPrograms programs;
 
     JUCE_DECLARE_NON_COPYABLE_WITH_LEAK_DETECTOR(LaminaProcessor)
 };

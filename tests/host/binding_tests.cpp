@@ -136,10 +136,10 @@ TEST(Binding, ABlockAndAWriteMeetingAStateLoadBothGoThroughAndTheWriteIsSaved)
     EXPECT_NEAR(parameterNamed(*restored, "Mix").getValue(), 0.3f, 1e-6f);
 }
 
-TEST(Binding, OneNamedProgramAndTheMasterBypassTravelsWithTheState)
+TEST(Binding, DefaultIsTheFirstProgramAndTheMasterBypassTravelsWithTheState)
 {
     auto processor = makeProcessor();
-    ASSERT_EQ(processor->getNumPrograms(), 1);
+    ASSERT_EQ(processor->getNumPrograms(), 53);
     EXPECT_EQ(processor->getProgramName(0), "Default");
 
     auto& bypass = *processor->getBypassParameter();
