@@ -95,6 +95,8 @@ const std::vector<Region>& commonRegions()
         {"Decay value", {120, 490, 50, 17}, juce::Colour(0xff00c9af), true},
         {"Mix value", {253, 490, 66, 17}, juce::Colour(0xff00c9af), true},
         {"Low Cut knob", {319, 460, 56, 56}, {}, true},
+        {"preset name", {118, 10, 238, 26}, juce::Colour(0xff999999), true},
+        {"A/B and browse buttons", {12, 10, 104, 26}, {}, true},
     };
     return regions;
 }

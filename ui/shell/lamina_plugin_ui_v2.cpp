@@ -18,6 +18,7 @@ LaminaPluginUIv2::LaminaPluginUIv2(LaminaPlugin& plugin)
     editor = std::make_unique<LaminaEditorv2>(context);
     addAndMakeVisible(*editor);
     toolBar = std::make_unique<ABToolBar>(context);
+    toolBar->getPresetDisplay().onZoomChanged = [this](int percent) { setZoomPercent(percent); };
     addAndMakeVisible(*toolBar);
     lockOverlay = std::make_unique<LockOverlay>(getProxy(), context.elementPath);
     addAndMakeVisible(*lockOverlay);
