@@ -6,6 +6,9 @@
 #include <algorithm>
 #include <cstring>
 #include <mutex>
+#include <system_error>
+
+#include <pthread.h>
 
 #if defined(__SSE__) || defined(__x86_64__)
 #include <xmmintrin.h>
@@ -102,10 +105,39 @@ LiveInstances& liveInstances()
     return instances;
 }
 
-/** The live-plug-in table: the one blocking lock on the audio path, held only for a look-up. */
+/** A mutex that answers a second lock by its own holder with an error (EDEADLK) rather than waiting for ever.
+ */
+class CheckedMutex
+{
+public:
+    CheckedMutex()
+    {
+        pthread_mutexattr_t attributes;
+        pthread_mutexattr_init(&attributes);
+        pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_ERRORCHECK);
+        pthread_mutex_init(&mutex, &attributes);
+        pthread_mutexattr_destroy(&attributes);
+    }
+    ~CheckedMutex() { pthread_mutex_destroy(&mutex); }
+    CheckedMutex(const CheckedMutex&) = delete;
+    CheckedMutex& operator=(const CheckedMutex&) = delete;
+
+    void lock()
+    {
+        if (const int error = pthread_mutex_lock(&mutex); error != 0)
+            throw std::system_error(error, std::generic_category(), "live-plug-in table");
+    }
+    void unlock() { pthread_mutex_unlock(&mutex); }
+
+private:
+    pthread_mutex_t mutex;
+};
+
+/** The live-plug-in table, kept by the main thread. Blocks read each instance's own flag instead, which the
+    table's keepers set, so that the audio thread never waits for this lock. */
 struct LivePluginTable
 {
-    std::mutex mutex;
+    CheckedMutex mutex;
     std::map<const DefaultPluginBase*, const DefaultPluginBase*> map;
 };
 
@@ -240,9 +272,9 @@ DefaultPluginBase::DefaultPluginBase(int32_t formatCode)
         sharedSettings("SOFTWARE\\" + definition.getManufacturerKey() + "\\" + definition.getProductKey());
     events.reserve(1024);
     reserveScratch();
-    auto& table = livePlugins();
-    const std::lock_guard<std::mutex> l(table.mutex);
-    table.map[this] = this;
+    const LiveTableHold held;
+    livePlugins().map[this] = this;
+    live.store(true, std::memory_order_release);
 }
 
 DefaultPluginBase::~DefaultPluginBase()
@@ -259,18 +291,21 @@ DefaultPluginBase::~DefaultPluginBase()
     mainBus.reset();
 }
 
-bool DefaultPluginBase::isLive() const
+DefaultPluginBase::LiveTableHold::LiveTableHold()
 {
-    auto& table = livePlugins();
-    const std::lock_guard<std::mutex> l(table.mutex);
-    return table.map.find(this) != table.map.end();
+    livePlugins().mutex.lock();
+}
+
+DefaultPluginBase::LiveTableHold::~LiveTableHold()
+{
+    livePlugins().mutex.unlock();
 }
 
 void DefaultPluginBase::removeFromLiveTable()
 {
-    auto& table = livePlugins();
-    const std::lock_guard<std::mutex> l(table.mutex);
-    table.map.erase(this);
+    const LiveTableHold held;
+    livePlugins().map.erase(this);
+    live.store(false, std::memory_order_release);
 }
 
 void DefaultPluginBase::reserveScratch()

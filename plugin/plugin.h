@@ -221,10 +221,22 @@ public:
     AudioBus* getMainBus() const { return mainBus.get(); }
     const std::vector<PluginEvent>& getPendingEvents() const { return events; }
 
-    /** Whether this instance is in the live-plug-in table (a late block of a removed one passes dry). */
-    bool isLive() const;
+    /** Whether this instance is in the live-plug-in table (a late block of a removed one passes dry). Reads a
+        flag that the table's keepers set, without the table's lock: it is asked once per block. */
+    bool isLive() const { return live.load(std::memory_order_acquire); }
     /** Takes the instance out of the live-plug-in table ahead of destruction. */
     void removeFromLiveTable();
+
+    /** Holds the process-wide live-plug-in table on the calling thread for its scope, as adding and removing
+       an instance do (on the main thread). */
+    class LiveTableHold
+    {
+    public:
+        LiveTableHold();
+        ~LiveTableHold();
+        LiveTableHold(const LiveTableHold&) = delete;
+        LiveTableHold& operator=(const LiveTableHold&) = delete;
+    };
 
 protected:
     /** Holds the slot lock for a scope; on leaving it, applies what was parked meanwhile. */
@@ -289,6 +301,8 @@ private:
        0 for none) above the value's bits. */
     std::deque<std::atomic<uint64_t>> parkedWrites;
     std::atomic<bool> anyParked{false};
+    /** In the live-plug-in table: written under the table's lock, read by blocks without it. */
+    std::atomic<bool> live{false};
 };
 
 } // namespace qor

@@ -104,7 +104,7 @@ TEST(BlockPath, ProcessAllocatesNothingAfterPrepare)
     EXPECT_EQ(counter.count(), 0u);
 }
 
-TEST(BlockPath, DrySignalPassesWhenBypassedLockedOrRemoved)
+TEST(BlockPath, DrySignalPassesWhenBypassedLockedOrRemovedButNotWhileTheLiveTableIsHeld)
 {
     auto plugin = test::makePlugin({2, 2}, 44100, 64);
     auto run = [&](bool expectSilentAnswer)
@@ -143,6 +143,13 @@ TEST(BlockPath, DrySignalPassesWhenBypassedLockedOrRemoved)
     {
         const test::LockHeldElsewhere busy(plugin->getEngine()->getTreeLock());
         EXPECT_TRUE(run(false));
+    }
+
+    // The main thread holding the live table (an instance coming or going) holds up no block. Held by this
+    // very thread, the table's lock answers a block that asked for it with an error instead of a deadlock.
+    {
+        const DefaultPluginBase::LiveTableHold held;
+        EXPECT_FALSE(run(false));
     }
 
     // Out of the live table, a late block passes dry.
