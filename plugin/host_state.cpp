@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <thread>
 
 namespace qor
 {
@@ -153,10 +154,14 @@ bool DefaultPluginBase::setState(const std::vector<uint8_t>& bytes, const juce::
     {
         const SlotsHeld held(*this);
         {
-            // The audio thread only tries this lock: a block that meets the exchange passes dry.
-            const juce::ScopedLock lock(processLock);
+            // The audio thread only tries this lock: a block that meets the exchange passes dry. This side
+            // tries too, rather than wait: a waiter is handed the lock as a block lets go and owns it from
+            // then on, asleep until the scheduler runs it, and every block meanwhile would pass dry.
+            while (!processLock.tryEnter())
+                std::this_thread::yield();
             std::swap(engine, newEngine);
             std::swap(auxBuses, newAuxBuses);
+            processLock.exit();
         }
         // The old tree lives until the slots and the proxy have left it: nothing points into freed elements,
         // and the new engine cannot take the old one's address, which the proxy would take for "unchanged".
