@@ -89,6 +89,16 @@ ModulePresetDisplay::ModulePresetDisplay(const EditorContext& c)
                                  done(file == juce::File() ? VirtualFile() : VirtualFile(file));
                              });
     };
+    showError = [this](const juce::String& title, const juce::String& message)
+    {
+        juce::AlertWindow::showAsync(juce::MessageBoxOptions()
+                                         .withIconType(juce::MessageBoxIconType::WarningIcon)
+                                         .withTitle(title)
+                                         .withMessage(message)
+                                         .withButton("OK")
+                                         .withAssociatedComponent(getTopLevelComponent()),
+                                     nullptr);
+    };
     openPreferences = [this] { showPreferences(); };
 
     presetName.setName("PresetName");
@@ -185,6 +195,8 @@ bool ModulePresetDisplay::browse(bool forward)
         {
             const bool loaded = operations().loadPreset(next);
             presetName.refresh();
+            if (!loaded)
+                reportFailure(loadItem, next);
             return loaded;
         }
         current = next;
@@ -230,6 +242,8 @@ bool ModulePresetDisplay::applyPresetMenu(const PresetMenu& menu, int itemId)
         const auto status = found->second.status();
         if (status.exists && !status.isDirectory)
             loaded = operations().loadPreset(found->second);
+        if (!loaded)
+            reportFailure(loadItem, found->second);
     }
     presetName.refresh();
     return loaded;
@@ -316,37 +330,67 @@ void ModulePresetDisplay::chooseAndRun(int itemId)
                    if (self == nullptr || file.isEmpty())
                        return;
                    auto ops = self->operations();
+                   bool done = false;
                    switch (itemId)
                    {
                    case loadItem:
-                       ops.loadPreset(file);
+                       done = ops.loadPreset(file);
                        break;
                    case saveItem:
-                       ops.savePreset(file);
+                       done = ops.savePreset(file);
                        break;
                    case loadDecayItem:
-                       ops.loadDecay(file);
+                       done = ops.loadDecay(file);
                        break;
                    case saveDecayItem:
-                       ops.saveDecay(file);
+                       done = ops.saveDecay(file);
                        break;
                    case loadEQItem:
-                       ops.loadEQ(file);
+                       done = ops.loadEQ(file);
                        break;
                    case saveEQItem:
-                       ops.saveEQ(file);
+                       done = ops.saveEQ(file);
                        break;
                    case loadIOItem:
-                       ops.loadIO(file);
+                       done = ops.loadIO(file);
                        break;
                    case saveIOItem:
-                       ops.saveIO(file);
+                       done = ops.saveIO(file);
                        break;
                    default:
                        break;
                    }
                    self->presetName.refresh();
+                   if (!done)
+                       self->reportFailure(itemId, file);
                });
+}
+
+void ModulePresetDisplay::reportFailure(int itemId, const VirtualFile& file)
+{
+    if (!showError)
+        return;
+    static const std::map<int, const char*> kinds = {
+        {loadItem, "preset"},
+        {saveItem, "preset"},
+        {loadDecayItem, "band decay"},
+        {saveDecayItem, "band decay"},
+        {loadEQItem, "band EQ"},
+        {saveEQItem, "band EQ"},
+        {loadIOItem, "input / output positions"},
+        {saveIOItem, "input / output positions"},
+    };
+    const auto kind = kinds.count(itemId) != 0 ? juce::String(kinds.at(itemId)) : juce::String("preset");
+    const bool save = itemId % 2 == 0;
+    const auto path = file.getPath().quoted();
+    if (save)
+        showError("Could not save the " + kind,
+                  "Lamina could not write the " + kind + " to " + path +
+                      ". The folder may be missing or read-only, or the disk full. Nothing was changed.");
+    else
+        showError("Could not load the " + kind, "Lamina could not read " + path +
+                                                    ". It may be damaged, not a Lamina " + kind +
+                                                    " file, or not a regular file. Nothing was changed.");
 }
 
 void ModulePresetDisplay::openPresetMenu()

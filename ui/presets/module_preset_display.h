@@ -94,6 +94,8 @@ public:
     /** How menus and file dialogues are shown; tests put recorders in their place. */
     ShowMenu showMenu;
     ChooseFile chooseFile;
+    /** Tells the user that a file could not be loaded or saved; by default an alert window. */
+    std::function<void(const juce::String& title, const juce::String& message)> showError;
     /** Opens the preferences; by default the "Lamina Preferences" dialogue. */
     std::function<void()> openPreferences;
     /** Told when the preferences change the zoom, so that the open window follows. */
@@ -115,6 +117,7 @@ private:
     };
 
     void chooseAndRun(int itemId);
+    void reportFailure(int itemId, const VirtualFile& file);
     void showPreferences();
 
     EditorContext context;

@@ -186,14 +186,25 @@ TEST_F(PresetTreeTest, EachFileMenuItemRoundTripsThroughItsDialoguesCodePath)
     display().applyFileMenu(ModulePresetDisplay::loadItem);
     EXPECT_FLOAT_EQ(decay(), saved);
 
-    // A failed save leaves PresetPath as it was; a cancelled dialogue does nothing.
+    // A failed save or load leaves PresetPath as it was and says so; a cancelled dialogue does nothing.
+    juce::StringArray errors;
+    display().showError = [&](const juce::String& title, const juce::String& message)
+    { errors.add(title + ": " + message); };
     answer = root.getChildFile("not-a-folder").getChildFile("x.preset");
     ASSERT_TRUE(root.getChildFile("not-a-folder").replaceWithText("a file"));
     display().applyFileMenu(ModulePresetDisplay::saveItem);
     EXPECT_EQ(presetPath(), path(mine));
+    answer = root.getChildFile("broken.eq");
+    ASSERT_TRUE(answer.replaceWithText("<Lamina"));
+    display().applyFileMenu(ModulePresetDisplay::loadEQItem);
+    ASSERT_EQ(errors.size(), 2);
+    EXPECT_TRUE(errors[0].startsWith("Could not save the preset: ")) << errors[0];
+    EXPECT_TRUE(errors[0].contains(path(root.getChildFile("not-a-folder/x.preset")))) << errors[0];
+    EXPECT_TRUE(errors[1].startsWith("Could not load the band EQ: ")) << errors[1];
     answer = juce::File();
     display().applyFileMenu(ModulePresetDisplay::loadItem);
     EXPECT_EQ(presetPath(), path(mine));
+    EXPECT_EQ(errors.size(), 2);
 
     // The partial files, each through its own folder beside the user presets.
     struct Partial
