@@ -433,6 +433,7 @@ void ModulePresetDisplay::showPreferences()
     }
     auto panel = std::make_unique<PreferencesPanel>(context);
     panel->onZoomChanged = onZoomChanged;
+    panel->onDisplaysChanged = onDisplaysChanged;
     juce::DialogWindow::LaunchOptions options;
     options.content.setOwned(panel.release());
     options.dialogTitle = "Lamina Preferences";

@@ -100,6 +100,8 @@ public:
     std::function<void()> openPreferences;
     /** Told when the preferences change the zoom, so that the open window follows. */
     std::function<void(int percent)> onZoomChanged;
+    /** Told when the preferences change what the displays show. */
+    std::function<void()> onDisplaysChanged;
 
     ElementPropertyLabel& getNameLabel() { return presetName; }
     HeaderButton& getMenuButton() { return menuButton; }

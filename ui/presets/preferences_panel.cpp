@@ -17,8 +17,12 @@ BoolProperty::BoolProperty(SettingsStore& s, const juce::String& k, const juce::
 
 void BoolProperty::setState(bool newState)
 {
+    if (newState == getState())
+        return;
     settings.setValue(key, newState);
     refresh();
+    if (onChange)
+        onChange(newState);
 }
 
 bool BoolProperty::getState() const
@@ -71,10 +75,19 @@ PreferencesPanel::PreferencesPanel(const EditorContext& c) : context(c)
     };
     panel.addSection("Window",
                      {zoom, new BoolProperty(settings, settingsKeys::expanded, "Open expanded", false)});
-    panel.addSection("Displays",
-                     {new BoolProperty(settings, settingsKeys::showEQ, "Show band EQ", false),
-                      new BoolProperty(settings, settingsKeys::showControls, "Show damping controls", true),
-                      new BoolProperty(settings, settingsKeys::showRTA, "Show spectrum analyser", false)});
+    const auto displayRow = [&](const juce::String& key, const char* name, bool defaultValue)
+    {
+        auto* row = new BoolProperty(settings, key, name, defaultValue);
+        row->onChange = [this](bool)
+        {
+            if (onDisplaysChanged)
+                onDisplaysChanged();
+        };
+        return row;
+    };
+    panel.addSection("Displays", {displayRow(settingsKeys::showEQ, "Show band EQ", false),
+                                  displayRow(settingsKeys::showControls, "Show damping controls", true),
+                                  displayRow(settingsKeys::showRTA, "Show spectrum analyser", false)});
     addAndMakeVisible(panel);
     setSize(400, 300);
 }

@@ -20,6 +20,8 @@ public:
     void setState(bool newState) override;
     bool getState() const override;
 
+    std::function<void(bool)> onChange;
+
 private:
     SettingsStore& settings;
     juce::String key;
@@ -52,6 +54,8 @@ public:
     juce::PropertyPanel& getPanel() { return panel; }
     /** Told when the zoom row moves, so that an open window follows. */
     std::function<void(int percent)> onZoomChanged;
+    /** Told when a row of the displays changes, so that an open window shows it at once. */
+    std::function<void()> onDisplaysChanged;
 
     void paint(juce::Graphics& g) override;
     void resized() override;

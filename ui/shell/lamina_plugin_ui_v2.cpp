@@ -3,6 +3,7 @@
 #include "plugin/lamina_plugin.h"
 #include "ui/presets/ab_tool_bar.h"
 #include "ui/shell/lock_menu.h"
+#include "ui/shell/right_panel.h"
 #include "ui/widgets/param_binding.h"
 
 namespace qor
@@ -19,6 +20,11 @@ LaminaPluginUIv2::LaminaPluginUIv2(LaminaPlugin& plugin)
     addAndMakeVisible(*editor);
     toolBar = std::make_unique<ABToolBar>(context);
     toolBar->getPresetDisplay().onZoomChanged = [this](int percent) { setZoomPercent(percent); };
+    toolBar->getPresetDisplay().onDisplaysChanged = [this]
+    {
+        if (auto* panel = editor->getRightPanel())
+            panel->readSettings();
+    };
     addAndMakeVisible(*toolBar);
     lockOverlay = std::make_unique<LockOverlay>(getProxy(), context.elementPath);
     addAndMakeVisible(*lockOverlay);

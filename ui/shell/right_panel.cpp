@@ -44,10 +44,6 @@ RightPanel::RightPanel(const EditorContext& c)
     setComponentID("RightPanel");
     // Clicks on the panel itself pass to what lies under it (the meters and the expand button).
     setInterceptsMouseClicks(false, true);
-    showEQ = context.settings.getBoolValue(settingsKeys::showEQ, false);
-    showControls = context.settings.getBoolValue(settingsKeys::showControls, true);
-    showRTA = context.settings.getBoolValue(settingsKeys::showRTA, false);
-
     spectrum = std::make_unique<SpectrumDisplay>(context);
     decayDisplay = std::make_unique<LaminaDecayDisplay>(context);
     eqDisplay = std::make_unique<LaminaEQDisplay>(context);
@@ -62,10 +58,8 @@ RightPanel::RightPanel(const EditorContext& c)
     addChildComponent(eqPage);
 
     eqButton.setTooltip("switch between the decay editor and the EQ screens");
-    eqButton.setToggleState(showEQ, juce::dontSendNotification);
     eqButton.onClick = [this] { setShowEQ(eqButton.getToggleState()); };
     rtaButton.setTooltip("toggles the real-time frequency analyzer");
-    rtaButton.setToggleState(showRTA, juce::dontSendNotification);
     rtaButton.onClick = [this] { setShowRTA(rtaButton.getToggleState()); };
     addAndMakeVisible(eqButton);
     addAndMakeVisible(rtaButton);
@@ -91,7 +85,7 @@ RightPanel::RightPanel(const EditorContext& c)
     for (const char* parameter :
          {"EnablePorousDamp", "EnableViscousDamp", "EnableRadiationDamp", "EnableLowcut"})
         followSwitch(parameter);
-    updatePages();
+    readSettings();
 }
 
 RightPanel::~RightPanel()
@@ -195,6 +189,16 @@ void RightPanel::setShowRTA(bool show)
 {
     showRTA = show;
     rtaButton.setToggleState(show, juce::dontSendNotification);
+    updatePages();
+}
+
+void RightPanel::readSettings()
+{
+    showEQ = context.settings.getBoolValue(settingsKeys::showEQ, false);
+    showControls = context.settings.getBoolValue(settingsKeys::showControls, true);
+    showRTA = context.settings.getBoolValue(settingsKeys::showRTA, false);
+    eqButton.setToggleState(showEQ, juce::dontSendNotification);
+    rtaButton.setToggleState(showRTA, juce::dontSendNotification);
     updatePages();
 }
 

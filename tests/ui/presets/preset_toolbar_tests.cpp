@@ -9,6 +9,7 @@
 #include "ui/presets/preferences_panel.h"
 #include "ui/shell/editor_settings.h"
 #include "ui/shell/lock_menu.h"
+#include "ui/shell/right_panel.h"
 
 #include <cmath>
 
@@ -319,6 +320,9 @@ TEST_F(EditorTest, TheFirstABClickOnlyStoresTwoClicksRestoreAndNoMemoryIsSaved)
 TEST_F(EditorTest, SettingsOpensThePreferencesWhoseRowsWriteTheApplicationProperties)
 {
     auto window = open();
+    window->getEditor().setExpanded(true);
+    auto* right = window->getEditor().getRightPanel();
+    ASSERT_NE(right, nullptr);
     auto& display = window->getToolBar().getPresetDisplay();
     juce::PopupMenu menu;
     std::function<void(int)> done;
@@ -347,21 +351,32 @@ TEST_F(EditorTest, SettingsOpensThePreferencesWhoseRowsWriteTheApplicationProper
     EXPECT_EQ(panel->getBounds().getHeight(), 300);
 
     BoolProperty* showEQ = nullptr;
+    BoolProperty* showControls = nullptr;
     FloatProperty* zoom = nullptr;
     std::function<void(juce::Component&)> find = [&](juce::Component& c)
     {
         if (auto* b = dynamic_cast<BoolProperty*>(&c); b != nullptr && b->getName() == "Show band EQ")
             showEQ = b;
+        if (auto* b = dynamic_cast<BoolProperty*>(&c);
+            b != nullptr && b->getName() == "Show damping controls")
+            showControls = b;
         if (auto* f = dynamic_cast<FloatProperty*>(&c))
             zoom = f;
         for (auto* child : c.getChildren())
             find(*child);
     };
     find(*panel);
-    ASSERT_TRUE(showEQ != nullptr && zoom != nullptr);
+    ASSERT_TRUE(showEQ != nullptr && showControls != nullptr && zoom != nullptr);
     EXPECT_FALSE(showEQ->getState());
     showEQ->setState(true);
     EXPECT_TRUE(settings().getBoolValue(settingsKeys::showEQ));
+    // The open window shows the rows at once; closing it would otherwise write its own view back over them.
+    EXPECT_TRUE(right->isShowingEQ());
+    EXPECT_TRUE(right->getEQButton().getToggleState());
+    showControls->setState(false);
+    EXPECT_FALSE(right->getKnobs().front()->isVisible());
+    showControls->setState(true);
+    EXPECT_TRUE(right->getKnobs().front()->isVisible());
     zoom->setValue(150.0);
     EXPECT_EQ(settings().getValue(settingsKeys::zoom), "150");
     EXPECT_EQ(window->getZoomPercent(), 150) << "the open window follows";
