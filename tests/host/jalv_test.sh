@@ -18,11 +18,18 @@ work=$(mktemp -d)
 jack_pid=""
 jalv_pid=""
 
+# A server whose client died inside a cycle may ignore TERM: it gets KILL after a bounded wait.
 cleanup() {
     for pid in $jalv_pid $jack_pid; do
         kill "$pid" 2>/dev/null
     done
     for pid in $jalv_pid $jack_pid; do
+        n=0
+        while kill -0 "$pid" 2>/dev/null && [ "$n" -lt 50 ]; do
+            n=$((n + 1))
+            sleep 0.1
+        done
+        kill -9 "$pid" 2>/dev/null
         wait "$pid" 2>/dev/null
     done
     rm -rf "$work"
