@@ -45,30 +45,27 @@ const char* const bindingNames[] = {"ViscousDamp",
 
 // Curves are evaluated every other pixel; the model functions are cheap enough for that on every change.
 constexpr float pointSpacing = 2.0f;
+
+juce::StringArray parameterNames()
+{
+    juce::StringArray names(bindingNames, int(std::size(bindingNames)));
+    for (int b = 0; b < 12; ++b)
+        names.add("BandDecay" + juce::String(b));
+    return names;
+}
 } // namespace
 
-LaminaDecayDisplay::LaminaDecayDisplay(const EditorContext& c) : context(c)
+LaminaDecayDisplay::LaminaDecayDisplay(const EditorContext& c)
+    : CurveDisplay(c, parameterNames(), numCurves, {octaveBand, damper, friction, air}, octaveBand)
 {
+    static_assert(std::size(bindingNames) == size_t(bandDecay0));
     setComponentID("LaminaDecayDisplay");
     setRepaintsOnMouseActivity(false);
-    for (int b = 0; b < numBindings; ++b)
-    {
-        auto follower = std::make_unique<ParamFollower>();
-        const juce::String name =
-            b < bandDecay0 ? juce::String(bindingNames[b]) : "BandDecay" + juce::String(b - bandDecay0);
-        follower->bind(context.proxy, context.elementPath, name);
-        bindings.push_back(std::move(follower));
-    }
-    for (auto& follower : bindings)
-        follower->onChange = [this](float) { parametersChanged(); };
-    updateTooltip();
+    setTooltip(noCurveTooltip);
     rebuildCurves();
 }
 
-LaminaDecayDisplay::~LaminaDecayDisplay()
-{
-    endGestures();
-}
+LaminaDecayDisplay::~LaminaDecayDisplay() = default;
 
 float LaminaDecayDisplay::yForDecay(float seconds, float height)
 {
@@ -119,17 +116,6 @@ std::pair<int, int> LaminaDecayDisplay::pairOf(int curve) const
     default:
         return {radiationFreqMult, radiationMult};
     }
-}
-
-void LaminaDecayDisplay::parametersChanged()
-{
-    if (!isCurveEnabled(activeCurve) && hasActive)
-    {
-        hasActive = false;
-        updateTooltip();
-    }
-    rebuildCurves();
-    repaint();
 }
 
 void LaminaDecayDisplay::rebuildCurves()
@@ -187,15 +173,7 @@ void LaminaDecayDisplay::rebuildCurves()
             break;
     }
 
-    for (size_t c = 0; c < numCurves; ++c)
-    {
-        curves[c].clear();
-        // Kept a pixel inside the edges, so that a curve at its limit still shows whole.
-        const auto inside = [h](juce::Point<float> p) { return p.withY(juce::jlimit(1.0f, h - 1.0f, p.y)); };
-        curves[c].startNewSubPath(inside(points[c].front()));
-        for (size_t i = 1; i < points[c].size(); ++i)
-            curves[c].lineTo(inside(points[c][i]));
-    }
+    pathsFromPoints(h);
     combined.clear();
     combined.startNewSubPath(0.0f, h);
     for (const auto& p : combinedPoints)
@@ -236,56 +214,14 @@ void LaminaDecayDisplay::paint(juce::Graphics& g)
         if (!isCurveEnabled(c))
             continue;
         const bool bright = hasActive && activeCurve == c;
-        const auto colour = bright ? styles[c].bright : styles[c].dim;
-        g.setColour(colour.withAlpha(0.2f));
-        g.strokePath(curves[size_t(c)], juce::PathStrokeType(6.0f, juce::PathStrokeType::curved));
-        g.setColour(colour);
-        g.strokePath(curves[size_t(c)],
-                     juce::PathStrokeType(bright ? 2.5f : 1.8f, juce::PathStrokeType::curved,
-                                          juce::PathStrokeType::rounded));
+        strokeCurve(g, curves[size_t(c)], bright ? styles[c].bright : styles[c].dim, bright);
     }
 }
 
-void LaminaDecayDisplay::resized()
-{
-    rebuildCurves();
-}
-
-void LaminaDecayDisplay::updateActive(juce::Point<float> point)
-{
-    const int picked = displayAxes::pickCurve(
-        {octaveBand, damper, friction, air}, [this](int c) { return isCurveEnabled(c); },
-        [this](int c) -> const juce::Path& { return curves[size_t(c)]; }, point);
-    const bool had = hasActive;
-    const int previous = activeCurve;
-    hasActive = picked >= 0;
-    if (hasActive)
-        activeCurve = picked;
-    if (had != hasActive || previous != activeCurve)
-    {
-        updateTooltip();
-        repaint();
-    }
-}
-
-void LaminaDecayDisplay::updateTooltip()
+void LaminaDecayDisplay::activeCurveChanged()
 {
     setTooltip(hasActive ? styles[activeCurve].tooltip : noCurveTooltip);
-}
-
-void LaminaDecayDisplay::mouseMove(const juce::MouseEvent& e)
-{
-    updateActive(e.position);
-}
-
-void LaminaDecayDisplay::mouseExit(const juce::MouseEvent&)
-{
-    if (hasActive)
-    {
-        hasActive = false;
-        updateTooltip();
-        repaint();
-    }
+    repaint();
 }
 
 juce::PopupMenu LaminaDecayDisplay::makeMenu() const
@@ -299,44 +235,23 @@ void LaminaDecayDisplay::menuItemChosen(int item)
 {
     if (item == 1 || item == 2)
         logY = item == 1;
-    if (item != resetBandDecayItem)
-        return;
-    for (int b = 0; b < 12; ++b)
-    {
-        auto& band = binding(bandDecay0 + b);
-        band.beginGesture();
-        band.setParameterValue(maxDecay);
-        band.endGesture();
-    }
-    parametersChanged();
+    if (item == resetBandDecayItem)
+        resetBands(bandDecay0, maxDecay);
 }
 
 void LaminaDecayDisplay::mouseDown(const juce::MouseEvent& e)
 {
-    if (e.mods.isPopupMenu())
-    {
-        juce::Component::SafePointer<LaminaDecayDisplay> safe(this);
-        makeMenu().showMenuAsync(juce::PopupMenu::Options().withTargetComponent(this),
-                                 [safe](int item)
-                                 {
-                                     if (safe != nullptr)
-                                         safe->menuItemChosen(item);
-                                 });
+    if (openMenuFor(e))
         return;
-    }
     updateActive(e.position);
     if (hasActive && activeCurve != octaveBand)
     {
         const auto [frequency, damp] = pairOf(activeCurve);
         dragStartX = binding(frequency).getNormalisedValue();
         dragStartY = binding(damp).getNormalisedValue();
-        for (int b : {frequency, damp})
-        {
-            binding(b).beginGesture();
-            gestures.push_back(&binding(b));
-        }
+        beginGestures({frequency, damp});
     }
-    lastBand = bandOfFrequency(displayAxes::frequencyForX(e.position.x, float(getWidth())));
+    startPainting(e.position.x);
     juce::Component::mouseDown(e);
 }
 
@@ -360,38 +275,8 @@ void LaminaDecayDisplay::mouseDrag(const juce::MouseEvent& e)
         parametersChanged();
         return;
     }
-    const float y = juce::jlimit(1.0f, h - 1.0f, e.position.y);
-    const float seconds = decayForY(y, h, logY);
-    const int band = bandOfFrequency(displayAxes::frequencyForX(e.position.x, w));
-    const auto [first, last] = displayAxes::paintedBands(lastBand, band);
-    for (int b = first; b <= last; ++b)
-    {
-        auto& target = binding(bandDecay0 + b);
-        if (!target.isInGesture())
-        {
-            target.beginGesture();
-            gestures.push_back(&target);
-        }
-        target.setParameterValue(seconds);
-    }
-    lastBand = band;
-    // The bindings do not hear their own sends back.
+    paintBands(bandDecay0, e.position.x, decayForY(juce::jlimit(1.0f, h - 1.0f, e.position.y), h, logY));
     parametersChanged();
-}
-
-void LaminaDecayDisplay::mouseUp(const juce::MouseEvent&)
-{
-    endGestures();
-    hasActive = false;
-    updateTooltip();
-    repaint();
-}
-
-void LaminaDecayDisplay::endGestures()
-{
-    for (auto* b : gestures)
-        b->endGesture();
-    gestures.clear();
 }
 
 } // namespace qor

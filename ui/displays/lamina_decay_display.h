@@ -1,13 +1,8 @@
 #pragma once
 
 #include "modal/lamina/damping.h"
-#include "ui/shell/editor_context.h"
-#include "ui/widgets/param_binding.h"
+#include "ui/displays/curve_display.h"
 
-#include <juce_gui_basics/juce_gui_basics.h>
-
-#include <array>
-#include <memory>
 #include <vector>
 
 namespace qor
@@ -17,7 +12,7 @@ namespace qor
    them together, evaluated with the model's own damping functions. The damper, friction and air curves are
    dragged by a point (frequency across, damping up and down); the octave band curve is painted. It stands at
    32, 23, 486, 253 in the right panel, over the analyser. */
-class LaminaDecayDisplay : public juce::Component, public juce::SettableTooltipClient
+class LaminaDecayDisplay : public CurveDisplay
 {
 public:
     enum Curve
@@ -42,27 +37,19 @@ public:
     /** A rate in 1/s as a 60 dB time; 0 for an infinite rate. */
     static float decayOfRate(float rate);
 
-    bool hasActiveCurve() const { return hasActive; }
-    int getActiveCurve() const { return activeCurve; }
-    bool isCurveEnabled(int curve) const;
-    const juce::Path& getCurvePath(int curve) const { return curves[size_t(curve)]; }
-    const std::vector<juce::Point<float>>& getCurvePoints(int curve) const { return points[size_t(curve)]; }
+    bool isCurveEnabled(int curve) const override;
     const std::vector<juce::Point<float>>& getCombinedPoints() const { return combinedPoints; }
     /** The arguments the curves were last evaluated with. */
     const DampingSettings& getDampingSettings() const { return damping; }
     const MonotoneCubicTable& getBandDecayTable() const { return bandTable; }
 
     /** What a context menu item does (the right button's menu). */
-    void menuItemChosen(int item);
-    juce::PopupMenu makeMenu() const;
+    void menuItemChosen(int item) override;
+    juce::PopupMenu makeMenu() const override;
 
     void paint(juce::Graphics& g) override;
-    void resized() override;
-    void mouseMove(const juce::MouseEvent& e) override;
-    void mouseExit(const juce::MouseEvent& e) override;
     void mouseDown(const juce::MouseEvent& e) override;
     void mouseDrag(const juce::MouseEvent& e) override;
-    void mouseUp(const juce::MouseEvent& e) override;
 
 private:
     enum Binding
@@ -89,31 +76,18 @@ private:
         numBindings = bandDecay0 + 12
     };
 
-    float value(int binding) const { return bindings[size_t(binding)]->getParameterValue(); }
-    ParamBinding& binding(int b) { return *bindings[size_t(b)]; }
     /** The frequency and damping parameters that a drag of a curve moves. */
     std::pair<int, int> pairOf(int curve) const;
-    void parametersChanged();
-    void rebuildCurves();
-    void updateActive(juce::Point<float> point);
-    void updateTooltip();
-    void endGestures();
+    void rebuildCurves() override;
+    void activeCurveChanged() override;
 
-    EditorContext context;
-    std::vector<std::unique_ptr<ParamFollower>> bindings;
     DampingSettings damping;
     MonotoneCubicTable bandTable;
-    std::array<juce::Path, numCurves> curves;
-    std::array<std::vector<juce::Point<float>>, numCurves> points;
     std::vector<juce::Point<float>> combinedPoints;
     juce::Path combined;
 
-    int activeCurve = octaveBand;
-    bool hasActive = false;
     float dragStartX = 0, dragStartY = 0;
-    int lastBand = 0;
     bool logY = false;
-    std::vector<ParamBinding*> gestures;
 };
 
 } // namespace qor

@@ -32,29 +32,25 @@ float lowShelfDb(float f, float corner, float gainDb, double sampleRate)
                    (1.0 + double(c.a1) * z + double(c.a2) * z * z);
     return float(20.0 * std::log10(std::max(std::abs(h), 1e-12)));
 }
+
+juce::StringArray parameterNames()
+{
+    juce::StringArray names(bindingNames, int(std::size(bindingNames)));
+    for (int b = 0; b < 12; ++b)
+        names.add("BandGain" + juce::String(b));
+    return names;
+}
 } // namespace
 
-LaminaEQDisplay::LaminaEQDisplay(const EditorContext& c) : context(c)
+LaminaEQDisplay::LaminaEQDisplay(const EditorContext& c)
+    : CurveDisplay(c, parameterNames(), numCurves, {bandEQ, lowCut}, bandEQ)
 {
+    static_assert(std::size(bindingNames) == size_t(bandGain0));
     setComponentID("LaminaEQDisplay");
-    for (int b = 0; b < numBindings; ++b)
-    {
-        auto follower = std::make_unique<ParamFollower>();
-        follower->bind(context.proxy, context.elementPath,
-                       b < bandGain0 ? juce::String(bindingNames[b])
-                                     : "BandGain" + juce::String(b - bandGain0));
-        bindings.push_back(std::move(follower));
-    }
-    for (auto& follower : bindings)
-        follower->onChange = [this](float) { parametersChanged(); };
-    setTooltip({});
     rebuildCurves();
 }
 
-LaminaEQDisplay::~LaminaEQDisplay()
-{
-    endGestures();
-}
+LaminaEQDisplay::~LaminaEQDisplay() = default;
 
 float LaminaEQDisplay::yForGain(float db, float height)
 {
@@ -73,14 +69,6 @@ bool LaminaEQDisplay::isCurveEnabled(int curve) const
     if (curve == lowCut)
         return value(enableLowcut) > 0.5f;
     return curve == bandEQ && value(enableEQ) > 0.5f;
-}
-
-void LaminaEQDisplay::parametersChanged()
-{
-    if (hasActive && !isCurveEnabled(activeCurve))
-        hasActive = false;
-    rebuildCurves();
-    repaint();
 }
 
 void LaminaEQDisplay::rebuildCurves()
@@ -109,15 +97,7 @@ void LaminaEQDisplay::rebuildCurves()
         if (x >= w - 20.0f)
             break;
     }
-    for (size_t c = 0; c < numCurves; ++c)
-    {
-        curves[c].clear();
-        // Kept a pixel inside the edges, so that a curve at its limit still shows whole.
-        const auto inside = [h](juce::Point<float> p) { return p.withY(juce::jlimit(1.0f, h - 1.0f, p.y)); };
-        curves[c].startNewSubPath(inside(points[c].front()));
-        for (size_t i = 1; i < points[c].size(); ++i)
-            curves[c].lineTo(inside(points[c][i]));
-    }
+    pathsFromPoints(h);
 }
 
 void LaminaEQDisplay::paint(juce::Graphics& g)
@@ -149,44 +129,7 @@ void LaminaEQDisplay::paint(juce::Graphics& g)
         area.closeSubPath();
         g.setColour(colour.withAlpha(0.18f));
         g.fillPath(area);
-        g.setColour(colour.withAlpha(0.2f));
-        g.strokePath(curves[size_t(c)], juce::PathStrokeType(6.0f, juce::PathStrokeType::curved));
-        g.setColour(colour);
-        g.strokePath(curves[size_t(c)],
-                     juce::PathStrokeType(bright ? 2.5f : 1.8f, juce::PathStrokeType::curved,
-                                          juce::PathStrokeType::rounded));
-    }
-}
-
-void LaminaEQDisplay::resized()
-{
-    rebuildCurves();
-}
-
-void LaminaEQDisplay::updateActive(juce::Point<float> point)
-{
-    const int picked = displayAxes::pickCurve(
-        {bandEQ, lowCut}, [this](int c) { return isCurveEnabled(c); },
-        [this](int c) -> const juce::Path& { return curves[size_t(c)]; }, point);
-    const bool changed = (picked >= 0) != hasActive || (picked >= 0 && picked != activeCurve);
-    hasActive = picked >= 0;
-    if (hasActive)
-        activeCurve = picked;
-    if (changed)
-        repaint();
-}
-
-void LaminaEQDisplay::mouseMove(const juce::MouseEvent& e)
-{
-    updateActive(e.position);
-}
-
-void LaminaEQDisplay::mouseExit(const juce::MouseEvent&)
-{
-    if (hasActive)
-    {
-        hasActive = false;
-        repaint();
+        strokeCurve(g, curves[size_t(c)], colour, bright);
     }
 }
 
@@ -199,42 +142,21 @@ juce::PopupMenu LaminaEQDisplay::makeMenu() const
 
 void LaminaEQDisplay::menuItemChosen(int item)
 {
-    if (item != resetEQItem)
-        return;
-    for (int b = 0; b < 12; ++b)
-    {
-        auto& band = binding(bandGain0 + b);
-        band.beginGesture();
-        band.setParameterValue(0.0f);
-        band.endGesture();
-    }
-    parametersChanged();
+    if (item == resetEQItem)
+        resetBands(bandGain0, 0.0f);
 }
 
 void LaminaEQDisplay::mouseDown(const juce::MouseEvent& e)
 {
-    if (e.mods.isPopupMenu())
-    {
-        juce::Component::SafePointer<LaminaEQDisplay> safe(this);
-        makeMenu().showMenuAsync(juce::PopupMenu::Options().withTargetComponent(this),
-                                 [safe](int item)
-                                 {
-                                     if (safe != nullptr)
-                                         safe->menuItemChosen(item);
-                                 });
+    if (openMenuFor(e))
         return;
-    }
     updateActive(e.position);
     if (hasActive && activeCurve == lowCut)
     {
         dragStart = binding(lowCutFreq).getNormalisedValue();
-        for (int b : {lowCutFreq, lowCutGain})
-        {
-            binding(b).beginGesture();
-            gestures.push_back(&binding(b));
-        }
+        beginGestures({lowCutFreq, lowCutGain});
     }
-    lastBand = bandOfFrequency(displayAxes::frequencyForX(e.position.x, float(getWidth())));
+    startPainting(e.position.x);
     juce::Component::mouseDown(e);
 }
 
@@ -255,38 +177,8 @@ void LaminaEQDisplay::mouseDrag(const juce::MouseEvent& e)
             binding(lowCutGain).setParameterValue(gain);
     }
     else
-    {
-        const float gain = gainForY(juce::jlimit(1.0f, h - 1.0f, e.position.y), h);
-        const int band = bandOfFrequency(displayAxes::frequencyForX(e.position.x, w));
-        const auto [first, last] = displayAxes::paintedBands(lastBand, band);
-        for (int b = first; b <= last; ++b)
-        {
-            auto& target = binding(bandGain0 + b);
-            if (!target.isInGesture())
-            {
-                target.beginGesture();
-                gestures.push_back(&target);
-            }
-            target.setParameterValue(gain);
-        }
-        lastBand = band;
-    }
-    // The bindings do not hear their own sends back.
+        paintBands(bandGain0, e.position.x, gainForY(juce::jlimit(1.0f, h - 1.0f, e.position.y), h));
     parametersChanged();
-}
-
-void LaminaEQDisplay::mouseUp(const juce::MouseEvent&)
-{
-    endGestures();
-    hasActive = false;
-    repaint();
-}
-
-void LaminaEQDisplay::endGestures()
-{
-    for (auto* b : gestures)
-        b->endGesture();
-    gestures.clear();
 }
 
 } // namespace qor
