@@ -1,6 +1,8 @@
 // The editor of the built VST3 and LV2 bundles, opened through JUCE's plug-in hosting on a private X server
 // as a DAW opens it: its size, a host change of Decay turning the knob on the screen, a drag of the knob with
 // the real mouse (xdotool) recorded as one gesture, and the expand button resizing the host's window.
+#include "tests/host/juce_hosting.h"
+
 #include <juce_audio_processors/juce_audio_processors.h>
 #include <juce_events/juce_events.h>
 
@@ -12,55 +14,12 @@
 
 namespace
 {
+using qor::test::Format;
+using qor::test::formatName;
+using qor::test::Hosting;
+
 constexpr double rate = 48000.0;
 constexpr int blockSize = 256;
-
-enum class Format
-{
-    vst3,
-    lv2
-};
-
-struct Hosting
-{
-    Hosting()
-    {
-        formats.addFormat(new juce::VST3PluginFormat());
-        formats.addFormat(new juce::LV2PluginFormat());
-        const auto lv2Folder = juce::File(QOR_LV2_BUNDLE).getParentDirectory();
-        for (auto* format : formats.getFormats())
-            if (format->getName() == "LV2")
-                format->searchPathsForPlugins(juce::FileSearchPath(lv2Folder.getFullPathName()), false,
-                                              false);
-    }
-
-    std::unique_ptr<juce::AudioPluginInstance> load(Format which)
-    {
-        const auto identifier = which == Format::vst3 ? juce::File(QOR_VST3_SO)
-                                                            .getParentDirectory()
-                                                            .getParentDirectory()
-                                                            .getParentDirectory()
-                                                            .getFullPathName()
-                                                      : juce::String(QOR_LV2_URI);
-        juce::OwnedArray<juce::PluginDescription> found;
-        for (auto* format : formats.getFormats())
-            if (format->getName() == (which == Format::vst3 ? "VST3" : "LV2"))
-                format->findAllTypesForFile(found, identifier);
-        if (found.isEmpty())
-            return nullptr;
-        juce::String error;
-        auto instance = formats.createPluginInstance(*found[0], rate, blockSize, error);
-        if (instance != nullptr)
-        {
-            instance->setPlayConfigDetails(2, 2, rate, blockSize);
-            instance->prepareToPlay(rate, blockSize);
-        }
-        return instance;
-    }
-
-    juce::ScopedJuceInitialiser_GUI juce;
-    juce::AudioPluginFormatManager formats;
-};
 
 Hosting* theHosting = nullptr;
 /** The plug-in whose blocks run between messages: LV2 hands control values over with a block only. */
@@ -156,7 +115,7 @@ TEST_P(EditorHostTest, TheEditorFollowsTheHostAndTheHostRecordsItsGesturesAndSiz
 {
     // Each format starts from the default layout.
     juce::File("~/.config/audio.qor/Lamina.settings").deleteFile();
-    auto plugin = theHosting->load(GetParam());
+    auto plugin = theHosting->load(GetParam(), rate, blockSize);
     ASSERT_NE(plugin, nullptr);
     juce::AudioProcessorParameter* decay = nullptr;
     for (auto* p : plugin->getParameters())
@@ -223,9 +182,7 @@ TEST_P(EditorHostTest, TheEditorFollowsTheHostAndTheHostRecordsItsGesturesAndSiz
     running = nullptr;
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, EditorHostTest, testing::Values(Format::vst3, Format::lv2),
-                         [](const testing::TestParamInfo<Format>& info)
-                         { return info.param == Format::vst3 ? "VST3" : "LV2"; });
+INSTANTIATE_TEST_SUITE_P(Formats, EditorHostTest, testing::Values(Format::vst3, Format::lv2), formatName);
 
 int main(int argc, char** argv)
 {

@@ -1,6 +1,7 @@
 // The built VST3 and LV2 bundles loaded through JUCE's plug-in hosting, as a DAW would load them: the
 // parameter list, an impulse that rings, automation mid-stream, and a saved state restored into a second
 // instance.
+#include "tests/host/juce_hosting.h"
 #include "tests/support/host_slots.h"
 
 #include <juce_audio_processors/juce_audio_processors.h>
@@ -13,74 +14,19 @@
 
 namespace
 {
+using qor::test::Format;
+using qor::test::formatName;
+using qor::test::Hosting;
+
 constexpr double rate = 48000.0;
 constexpr int blockSize = 512;
 
-enum class Format
-{
-    vst3,
-    lv2
-};
-
-std::string formatName(const testing::TestParamInfo<Format>& info)
-{
-    return info.param == Format::vst3 ? "VST3" : "LV2";
-}
-
-/** The formats and the one message thread of this process. */
-struct Hosting
-{
-    Hosting()
-    {
-        formats.addFormat(new juce::VST3PluginFormat());
-        formats.addFormat(new juce::LV2PluginFormat());
-        // The bundle's parent folder is the LV2 search path; nothing installed on the machine is looked at.
-        const auto lv2Folder = juce::File(QOR_LV2_BUNDLE).getParentDirectory();
-        for (auto* format : formats.getFormats())
-            if (format->getName() == "LV2")
-                format->searchPathsForPlugins(juce::FileSearchPath(lv2Folder.getFullPathName()), false,
-                                              false);
-    }
-
-    std::unique_ptr<juce::AudioPluginInstance> load(Format which)
-    {
-        const auto identifier = which == Format::vst3 ? juce::File(QOR_VST3_SO)
-                                                            .getParentDirectory()
-                                                            .getParentDirectory()
-                                                            .getParentDirectory()
-                                                            .getFullPathName()
-                                                      : juce::String(QOR_LV2_URI);
-        const juce::String formatName = which == Format::vst3 ? "VST3" : "LV2";
-        juce::OwnedArray<juce::PluginDescription> found;
-        for (auto* format : formats.getFormats())
-            if (format->getName() == formatName)
-                format->findAllTypesForFile(found, identifier);
-        if (found.isEmpty())
-        {
-            ADD_FAILURE() << "no plug-in found at " << identifier;
-            return nullptr;
-        }
-        juce::String error;
-        auto instance = formats.createPluginInstance(*found[0], rate, blockSize, error);
-        EXPECT_TRUE(instance != nullptr) << error;
-        if (instance != nullptr)
-        {
-            instance->setPlayConfigDetails(2, 2, rate, blockSize);
-            instance->setNonRealtime(true);
-            instance->prepareToPlay(rate, blockSize);
-        }
-        return instance;
-    }
-
-    juce::ScopedJuceInitialiser_GUI juce;
-    juce::AudioPluginFormatManager formats;
-};
-
 Hosting* theHosting = nullptr;
 
-Hosting& hosting()
+/** An instance rendering offline, so that no block is skipped. */
+std::unique_ptr<juce::AudioPluginInstance> load(Format which)
 {
-    return *theHosting;
+    return theHosting->load(which, rate, blockSize, true);
 }
 
 juce::AudioProcessorParameter* parameterNamed(juce::AudioPluginInstance& plugin, const juce::String& name)
@@ -175,7 +121,7 @@ class HostTest : public testing::TestWithParam<Format>
 
 TEST_P(HostTest, ListsTwentyFiveSlotsAndTheMasterBypassWithNamesRangesAndDefaults)
 {
-    auto plugin = hosting().load(GetParam());
+    auto plugin = load(GetParam());
     ASSERT_NE(plugin, nullptr);
     const auto& parameters = plugin->getParameters();
 
@@ -235,7 +181,7 @@ TEST_P(HostTest, ListsTwentyFiveSlotsAndTheMasterBypassWithNamesRangesAndDefault
 
 TEST_P(HostTest, AnImpulseRingsAndAnAutomatedMixTakesEffectMidStream)
 {
-    auto plugin = hosting().load(GetParam());
+    auto plugin = load(GetParam());
     ASSERT_NE(plugin, nullptr);
     auto* mix = parameterNamed(*plugin, "Mix");
     ASSERT_NE(mix, nullptr);
@@ -261,8 +207,8 @@ TEST_P(HostTest, AnImpulseRingsAndAnAutomatedMixTakesEffectMidStream)
 
 TEST_P(HostTest, SavedStateRestoresIntoASecondInstanceThatSavesTheSameXmlAndSoundsTheSame)
 {
-    auto first = hosting().load(GetParam());
-    auto second = hosting().load(GetParam());
+    auto first = load(GetParam());
+    auto second = load(GetParam());
     ASSERT_TRUE(first != nullptr && second != nullptr);
 
     // Without the random perturbation and the modulation, two builds of one table are the same.
@@ -314,7 +260,7 @@ TEST_P(HostTest, SavedStateRestoresIntoASecondInstanceThatSavesTheSameXmlAndSoun
 
 TEST_P(HostTest, AnOlderStateRestoredOverValuesTheHostSetShowsAndSoundsAsSaved)
 {
-    auto plugin = hosting().load(GetParam());
+    auto plugin = load(GetParam());
     ASSERT_NE(plugin, nullptr);
     const char* names[] = {"Decay", "Mix", "Material", "Enable EQ"};
     std::vector<juce::AudioProcessorParameter*> parameters;
@@ -372,8 +318,8 @@ TEST_P(HostTest, AnOlderStateRestoredOverValuesTheHostSetShowsAndSoundsAsSaved)
 // JUCE's wrapper copies into the Master Bypass at every block.)
 TEST_P(HostTest, TheBypassComesBackWithTheState)
 {
-    auto first = hosting().load(GetParam());
-    auto second = hosting().load(GetParam());
+    auto first = load(GetParam());
+    auto second = load(GetParam());
     ASSERT_TRUE(first != nullptr && second != nullptr);
     auto* bypass = first->getBypassParameter();
     ASSERT_NE(bypass, nullptr);
@@ -389,7 +335,7 @@ TEST_P(HostTest, TheBypassComesBackWithTheState)
 // The factory library in the host's own preset menu: "Default", then "Category/Name" in browsing order.
 TEST_P(HostTest, ListsTheFactoryLibraryAsProgramsAndProgramFiveLoadsItsPreset)
 {
-    auto plugin = hosting().load(GetParam());
+    auto plugin = load(GetParam());
     ASSERT_NE(plugin, nullptr);
     ASSERT_EQ(plugin->getNumPrograms(), 53);
     for (int i = 0; i < plugin->getNumPrograms(); ++i)
