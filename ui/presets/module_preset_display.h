@@ -101,7 +101,7 @@ public:
     /** Told when the preferences change the zoom, so that the open window follows. */
     std::function<void(int percent)> onZoomChanged;
     /** Told when the preferences change what the displays show. */
-    std::function<void()> onDisplaysChanged;
+    std::function<void(const juce::String& key, bool value)> onDisplaysChanged;
 
     ElementPropertyLabel& getNameLabel() { return presetName; }
     HeaderButton& getMenuButton() { return menuButton; }

@@ -78,10 +78,10 @@ PreferencesPanel::PreferencesPanel(const EditorContext& c) : context(c)
     const auto displayRow = [&](const juce::String& key, const char* name, bool defaultValue)
     {
         auto* row = new BoolProperty(settings, key, name, defaultValue);
-        row->onChange = [this](bool)
+        row->onChange = [this, key](bool value)
         {
             if (onDisplaysChanged)
-                onDisplaysChanged();
+                onDisplaysChanged(key, value);
         };
         return row;
     };

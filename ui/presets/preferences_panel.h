@@ -55,7 +55,7 @@ public:
     /** Told when the zoom row moves, so that an open window follows. */
     std::function<void(int percent)> onZoomChanged;
     /** Told when a row of the displays changes, so that an open window shows it at once. */
-    std::function<void()> onDisplaysChanged;
+    std::function<void(const juce::String& key, bool value)> onDisplaysChanged;
 
     void paint(juce::Graphics& g) override;
     void resized() override;

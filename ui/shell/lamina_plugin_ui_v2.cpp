@@ -20,10 +20,10 @@ LaminaPluginUIv2::LaminaPluginUIv2(LaminaPlugin& plugin)
     addAndMakeVisible(*editor);
     toolBar = std::make_unique<ABToolBar>(context);
     toolBar->getPresetDisplay().onZoomChanged = [this](int percent) { setZoomPercent(percent); };
-    toolBar->getPresetDisplay().onDisplaysChanged = [this]
+    toolBar->getPresetDisplay().onDisplaysChanged = [this](const juce::String& key, bool value)
     {
         if (auto* panel = editor->getRightPanel())
-            panel->readSettings();
+            panel->applySetting(key, value);
     };
     addAndMakeVisible(*toolBar);
     lockOverlay = std::make_unique<LockOverlay>(getProxy(), context.elementPath);

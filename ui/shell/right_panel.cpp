@@ -44,6 +44,10 @@ RightPanel::RightPanel(const EditorContext& c)
     setComponentID("RightPanel");
     // Clicks on the panel itself pass to what lies under it (the meters and the expand button).
     setInterceptsMouseClicks(false, true);
+    showEQ = context.settings.getBoolValue(settingsKeys::showEQ, false);
+    showControls = context.settings.getBoolValue(settingsKeys::showControls, true);
+    showRTA = context.settings.getBoolValue(settingsKeys::showRTA, false);
+
     spectrum = std::make_unique<SpectrumDisplay>(context);
     decayDisplay = std::make_unique<LaminaDecayDisplay>(context);
     eqDisplay = std::make_unique<LaminaEQDisplay>(context);
@@ -58,8 +62,10 @@ RightPanel::RightPanel(const EditorContext& c)
     addChildComponent(eqPage);
 
     eqButton.setTooltip("switch between the decay editor and the EQ screens");
+    eqButton.setToggleState(showEQ, juce::dontSendNotification);
     eqButton.onClick = [this] { setShowEQ(eqButton.getToggleState()); };
     rtaButton.setTooltip("toggles the real-time frequency analyzer");
+    rtaButton.setToggleState(showRTA, juce::dontSendNotification);
     rtaButton.onClick = [this] { setShowRTA(rtaButton.getToggleState()); };
     addAndMakeVisible(eqButton);
     addAndMakeVisible(rtaButton);
@@ -85,7 +91,7 @@ RightPanel::RightPanel(const EditorContext& c)
     for (const char* parameter :
          {"EnablePorousDamp", "EnableViscousDamp", "EnableRadiationDamp", "EnableLowcut"})
         followSwitch(parameter);
-    readSettings();
+    updatePages();
 }
 
 RightPanel::~RightPanel()
@@ -192,14 +198,18 @@ void RightPanel::setShowRTA(bool show)
     updatePages();
 }
 
-void RightPanel::readSettings()
+void RightPanel::applySetting(const juce::String& key, bool value)
 {
-    showEQ = context.settings.getBoolValue(settingsKeys::showEQ, false);
-    showControls = context.settings.getBoolValue(settingsKeys::showControls, true);
-    showRTA = context.settings.getBoolValue(settingsKeys::showRTA, false);
-    eqButton.setToggleState(showEQ, juce::dontSendNotification);
-    rtaButton.setToggleState(showRTA, juce::dontSendNotification);
-    updatePages();
+    // One key at a time: the others may hold what the panel's own buttons have changed since.
+    if (key == settingsKeys::showEQ)
+        setShowEQ(value);
+    else if (key == settingsKeys::showRTA)
+        setShowRTA(value);
+    else if (key == settingsKeys::showControls)
+    {
+        showControls = value;
+        updatePages();
+    }
 }
 
 void RightPanel::updatePages()

@@ -20,8 +20,8 @@ class SpectrumDisplay;
 
 /** The right half of the expanded window (482, 45, 576, height - 45): the decay or the EQ page with its
     display, knob columns and switches, the analyser behind them, the two sidebar buttons and the lower row of
-    four knobs. It reads "editor.showEQ", "editor.showControls" and "editor.showRTA" when made and when the
-    preferences change them, and writes them when it goes. */
+    four knobs. It reads "editor.showEQ", "editor.showControls" and "editor.showRTA" when made, follows the
+    preferences' changes of them, and writes them when it goes. */
 class RightPanel : public juce::Component
 {
 public:
@@ -35,8 +35,8 @@ public:
     bool isShowingRTA() const { return showRTA; }
     void setShowEQ(bool show);
     void setShowRTA(bool show);
-    /** Shows what "editor.showEQ", "editor.showControls" and "editor.showRTA" say now. */
-    void readSettings();
+    /** Shows a change of "editor.showEQ", "editor.showControls" or "editor.showRTA" made elsewhere. */
+    void applySetting(const juce::String& key, bool value);
 
     juce::Button& getEQButton() { return eqButton; }
     juce::Button& getRTAButton() { return rtaButton; }

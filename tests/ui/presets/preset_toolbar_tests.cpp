@@ -373,7 +373,9 @@ TEST_F(EditorTest, SettingsOpensThePreferencesWhoseRowsWriteTheApplicationProper
     // The open window shows the rows at once; closing it would otherwise write its own view back over them.
     EXPECT_TRUE(right->isShowingEQ());
     EXPECT_TRUE(right->getEQButton().getToggleState());
+    right->setShowRTA(true); // the analyser's button, then another row: both hold
     showControls->setState(false);
+    EXPECT_TRUE(right->isShowingRTA());
     EXPECT_FALSE(right->getKnobs().front()->isVisible());
     showControls->setState(true);
     EXPECT_TRUE(right->getKnobs().front()->isVisible());
