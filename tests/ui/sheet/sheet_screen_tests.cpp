@@ -137,8 +137,12 @@ TEST_F(EditorTest, TheRealMouseDragsTheRightEdge)
     const auto from = view.localPointToGlobal(juce::Point<int>(356, 148));
     const auto to = from + juce::Point<int>(32, 0);
     auto mouse = juce::Desktop::getInstance().getMainMouseSource();
-    // The window may take the pointer only once it is mapped: move onto the edge again until the sheet has
-    // it.
+    // The window may take the pointer only once it is mapped, and the first of the two moves also lands on
+    // the sheet: move again until the sheet has seen the pointer on its edge (its cursor says so), so that
+    // the press below starts an edge drag.
+    const juce::MouseCursor edge(juce::MouseCursor::LeftRightResizeCursor);
+    const auto onEdge = [&]
+    { return mouse.getComponentUnderMouse() == &view && view.getMouseCursor() == edge; };
     bool reached = false;
     for (int attempt = 0; attempt < 100 && !reached; ++attempt)
     {
@@ -147,12 +151,10 @@ TEST_F(EditorTest, TheRealMouseDragsTheRightEdge)
         for (int i = 0; i < 10 && !reached; ++i)
         {
             pumpMessages(20);
-            reached = mouse.getComponentUnderMouse() == &view;
+            reached = onEdge();
         }
     }
-    ASSERT_TRUE(reached) << "the pointer never reached the sheet";
-    const juce::MouseCursor edge(juce::MouseCursor::LeftRightResizeCursor);
-    EXPECT_TRUE(pumpUntil([&] { return view.getMouseCursor() == edge; })) << "the edge's cursor";
+    ASSERT_TRUE(reached) << "the pointer never reached the sheet's edge";
 
     ASSERT_TRUE(
         run({"xdotool", "mousedown", "1", "mousemove", juce::String(from.x + 16), juce::String(from.y),
